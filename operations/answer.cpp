@@ -1,0 +1,22 @@
+#include "operations/answer.h"
+
+#include <cstring>
+
+#include "include/vlpbidi.h"
+
+namespace vlp {
+
+std::int32_t AnswerFrom(DbgLog* log, const char* text, std::span<const std::uint8_t> data,
+                        std::uint8_t* buffer, std::uint32_t* length) {
+  const std::uint32_t capacity = *length;
+  *length = static_cast<std::uint32_t>(data.size());
+  if (capacity < data.size()) {
+    DbgLogPut(log, kLogPrinter, kLogError, text, "rc", VLPER_BUFFERSIZE);
+    return VLPER_BUFFERSIZE;
+  }
+  if (!data.empty()) std::memcpy(buffer, data.data(), data.size());
+  DbgLogData(log, kLogPrinter, kLogData, data.data(), *length, text);
+  return 0;
+}
+
+}  // namespace vlp

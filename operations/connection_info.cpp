@@ -1,0 +1,111 @@
+// Over which channels can the printer be reached? The connect worker asks the printer
+// for its device ID and lays it over the profile's channels.
+
+#include <array>
+#include <cstring>
+
+#include "operations/channel_choice.h"
+#include "operations/schema_batch.h"
+#include "printer/c_printer_inf.h"
+#include "support/tick_age.h"
+
+namespace vlp {
+namespace {
+
+constexpr std::uint32_t kDeviceIdCapacity = 1024;
+
+std::shared_ptr<const GenVlSettings> SettingsFor(const ModelProfile& profile, bool vendor_class) {
+  const auto settings = std::make_shared<GenVlSettings>();
+  if (vendor_class) {
+    settings->d4RetryMode = profile.d4RetryMode;
+    settings->d4RetryTiming = profile.d4RetryTiming;
+    settings->d4RetryMax = profile.d4RetryMax;
+    settings->packetRcvMaxTime = profile.packetRcvMaxTime;
+    settings->statusNoChkTime = profile.statusNoChkTime;
+  }
+  return settings;
+}
+
+}  // namespace
+
+std::int32_t CPrinterInf::GetConnectInf(std::uint64_t* entries) {
+  DbgLogPut(log.get(), kLogPrinter, 0, "CPrinterInf::GetConnectInf Enter");
+  const DeviceIdSnapshot held = deviceId.Get();
+  if (held != nullptr && !held->bytes.empty() && DeviceIdIsYoung(*held)) {
+    return LogReturn("CPrinterInf::GetConnectInf Exist DevID Return", CopyEntries(entries));
+  }
+  DeviceIdSnapshot read;
+  std::int32_t rc = ConnectWorker(&read);
+  if (rc == 0) rc = CopyEntries(entries);
+  if (rc == VLPER_SEND) {
+    rc = VLPER_NOTSUPPORT;
+    DbgLogPut(log.get(), kLogPrinter, 0,
+              "CPrinterInf::GetConnectInf Change VLPER_SEND to VLPER_NOTSUPPORT");
+  }
+  return LogReturn("CPrinterInf::GetConnectInf Return", rc);
+}
+
+std::int32_t CPrinterInf::CopyEntries(std::uint64_t* entries) const {
+  const std::shared_ptr<const ConnectRecords> channels = connectInfo->Get();
+  for (std::uint32_t index = 0; index < channels->count; ++index) {
+    const ChannelRecord& record = channels->records[index];
+    const std::uint64_t slot = record.kind | (std::uint64_t{record.mode} << 32);
+    // The caller's array may stand at any address.
+    std::memcpy(reinterpret_cast<std::uint8_t*>(entries) + index * sizeof(slot), &slot,
+                sizeof(slot));
+  }
+  return channels->count != 0 ? static_cast<std::int32_t>(channels->count) : VLPER_NOENTRY;
+}
+
+bool CPrinterInf::DeviceIdIsYoung(const DeviceIdReading& reading) const {
+  const auto settings = profile.Get();
+  return settings != nullptr && settings->universalDriver == 0 &&
+         TickAge(reading.tick) < settings->devIDNoChkTime;
+}
+
+std::int32_t CPrinterInf::QueryDeviceId(std::vector<std::uint8_t>* bytes) {
+  std::array<std::uint8_t, kDeviceIdCapacity> buffer;
+  std::uint32_t length = kDeviceIdCapacity;
+  BidiContainer batch(2);
+  if (!batch.Add(SetPrinterNameRow(printerNameW)) ||
+      !batch.Add(GetDeviceIdRow(buffer.data(), &length))) {
+    return VLPER_MEMORY;
+  }
+  const std::int32_t rc = bidi->SendRecvBidiContainer(printerNameW.c_str(), &batch);
+  if (rc != 0) return rc;
+  if (length == 0) return VLPER_NOTCONNECT;
+  bytes->assign(buffer.begin(), buffer.begin() + length);
+  return 0;
+}
+
+// A failed query leaves channels and profile as they were, but no device ID, so the
+// next call asks again. A good one shows each of its results as a whole, the device ID
+// last: whoever finds it young finds its channels too.
+std::int32_t CPrinterInf::ConnectWorker(DeviceIdSnapshot* read) {
+  deviceId.Set(nullptr);
+  const auto reading = std::make_shared<DeviceIdReading>();
+  const std::int32_t rc = QueryDeviceId(&reading->bytes);
+  if (rc != 0) return rc;
+  reading->tick = GetTickCount();
+  *read = reading;
+
+  auto settings = profile.Get();
+  if (settings == nullptr) {
+    settings =
+        profile.SetIfEmpty(std::make_shared<const ModelProfile>(LoadModelProfile(Name().data())));
+  }
+  const std::optional<std::string> port = GetPortName(Name().data());
+  PrinterFacts facts;
+  facts.device_id = reading->bytes;
+  facts.port = port ? std::string_view(*port) : std::string_view();
+  facts.shared = printerShared.load(std::memory_order_relaxed) != 0;
+  const std::shared_ptr<const ConnectRecords> channels = ChooseChannels(*settings, facts);
+
+  connectInfo->Publish(channels);
+  vendorClass.store(channels->vendorClass, std::memory_order_relaxed);
+  genVlSettings.Set(SettingsFor(*settings, channels->vendorClass != 0));
+  deviceId.Set(reading);
+  return 0;
+}
+
+}  // namespace vlp

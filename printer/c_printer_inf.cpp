@@ -1,0 +1,53 @@
+#include "printer/c_printer_inf.h"
+
+#include "support/text.h"
+#include "support/wide_text.h"
+
+namespace vlp {
+namespace {
+
+std::optional<std::string> OwnName(const char* name) {
+  if (name == nullptr) return std::nullopt;
+  return std::string(LimitedText(name));
+}
+
+const char* PathOrNull(const LogSettings& settings) {
+  return settings.logPath ? settings.logPath->c_str() : nullptr;
+}
+
+}  // namespace
+
+CPrinterInf::CPrinterInf(const char* name, const LogSettings& settings)
+    : m_lpPrinterName(OwnName(name)), printerNameW(ToWide(Name())) {
+  // Two files share the size setting, so each gets half of it.
+  log = std::make_unique<DbgLog>(Name().data(), PathOrNull(settings), settings.logFlag,
+                                 settings.maxLogSize >> 1);
+  bidi = std::make_unique<CBidiIF>(log.get());
+  connectInfo = std::make_unique<ConnectInfo>();
+  genVlSettings.Set(std::make_shared<const GenVlSettings>());
+  SetRealPrinterName(Name().data(), static_cast<std::uint32_t>(Name().size()) + 1);
+  DbgLogPut(log.get(), kLogObjects, 0, "new CPrinterInf", Name().data(), 0);
+}
+
+CPrinterInf::~CPrinterInf() {
+  DbgLogPut(log.get(), kLogObjects, 0, "delete CPrinterInf", Name().data(), 0);
+  // Whatever may still log goes before the log.
+  connectInfo.reset();
+  bidi.reset();
+  deviceId.Set(nullptr);
+  profile.Set(nullptr);
+  log.reset();
+}
+
+std::string_view CPrinterInf::Name() const {
+  return m_lpPrinterName ? std::string_view(*m_lpPrinterName) : std::string_view("");
+}
+
+void CPrinterInf::StopBidiWorker() { bidi->StopBidiWorker(); }
+
+std::int32_t CPrinterInf::LogReturn(const char* text, std::int32_t rc) {
+  DbgLogPut(log.get(), kLogPrinter, rc < 0 ? kLogError : 0, text, "rc", rc);
+  return rc;
+}
+
+}  // namespace vlp

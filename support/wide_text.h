@@ -1,0 +1,14 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+namespace vlp {
+
+// Narrow text of the ANSI code page as wide text. What can't be converted is replaced
+// as the system does it.
+std::basic_string<WCHAR> ToWide(std::string_view text);
+
+}  // namespace vlp
