@@ -1,0 +1,5 @@
+#pragma once
+
+#include <windef.h>
+
+WINBASEAPI VOID WINAPI OutputDebugStringA(LPCSTR text);

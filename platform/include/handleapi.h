@@ -1,0 +1,5 @@
+#pragma once
+
+#include <windef.h>
+
+WINBASEAPI BOOL WINAPI CloseHandle(HANDLE handle);

@@ -1,0 +1,7 @@
+#pragma once
+
+// Upper case in the ANSI code page.
+
+#include <windef.h>
+
+WINBASEAPI LPSTR WINAPI CharUpperA(LPSTR lpsz);
