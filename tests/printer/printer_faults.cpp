@@ -1,0 +1,224 @@
+// Calls of the port check and of the name resolution that fail, and what is called at all.
+
+#include "platform/faults.h"
+#include "platform/machine.h"
+#include "printer/port_kind.h"
+#include "printer/real_name.h"
+#include "support/spooler.h"
+#include "tests/printer/printer_fixture.h"
+#include "tests/support/virtual_time.h"
+
+namespace vlp {
+namespace {
+
+using printer_test::PrinterTest;
+
+constexpr const char* kFailed =
+    "### CPrinterInf::CheckSupportPort Return (Failed to GetPortName) : rc = -1";
+
+class PrinterFault : public PrinterTest {
+ protected:
+  void SetUp() override {
+    PrinterTest::SetUp();
+    far_side::add_printer({.name = "Printer"});
+  }
+  void TearDown() override {
+    platform::clear_faults();
+    PrinterTest::TearDown();
+  }
+};
+
+TEST_F(PrinterFault, OfTheSpoolerFailsThePortCheckAndClosesThePrinter) {
+  constexpr struct {
+    const char* call;
+    unsigned nth;
+  } kSteps[] = {{"OpenPrinterA", 1}, {"GetPrinterA", 1}, {"GetPrinterA", 2}};
+  for (const auto& step : kSteps) {
+    SCOPED_TRACE(step.call + std::to_string(step.nth));
+    test::run_virtual_parallel([&] {
+      CPrinterInf printer("Printer", Settings(kLogPrinter));
+      platform::fail_call(step.call, step.nth, ERROR_NOT_ENOUGH_MEMORY);
+      EXPECT_EQ(VLPER_NOTSUPPORT, printer.CheckSupportPort());
+      EXPECT_EQ(1u, platform::faults_met());
+      EXPECT_EQ(kFailed, LinesOf("CheckSupportPort").back());
+      EXPECT_EQ(0, printer.CheckSupportPort());
+      platform::clear_faults();
+    });
+  }
+}
+
+TEST_F(PrinterFault, OfTheTcpIpListLetsThePortPass) {
+  far_side::add_tcp_port("USB001");
+  far_side::add_tcp_port("USB002");
+  test::run_virtual_parallel([&] {
+    EXPECT_TRUE(IsTcpIpPort("USB001"));
+    platform::fail_call("RegOpenKeyExA", 1, ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(IsTcpIpPort("USB001"));
+    platform::fail_call("RegEnumKeyExA", 1, ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(IsTcpIpPort("USB001"));
+    platform::fail_call("RegEnumKeyExA", 2, ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(IsTcpIpPort("USB002"));
+    EXPECT_EQ(3u, platform::faults_met());
+    platform::clear_faults();
+    EXPECT_TRUE(IsTcpIpPort("USB002"));
+  });
+}
+
+TEST_F(PrinterFault, OfTheTcpIpKeyThatIsMissingLetsThePortPass) {
+  far_side::reset();
+  far_side::add_printer({.name = "Printer"});
+  platform::reset_machine();  // no such key at all
+  EXPECT_FALSE(IsTcpIpPort("USB001"));
+}
+
+TEST_F(PrinterFault, OfTheRedirectorLetsThePortPass) {
+  far_side::redirect("LPT1:", "\\\\server\\queue");
+  EXPECT_TRUE(IsNetworkLpt("LPT1:"));
+  platform::fail_call("WNetGetConnectionA", 1, ERROR_NO_NETWORK);
+  EXPECT_FALSE(IsNetworkLpt("LPT1:"));
+}
+
+TEST_F(PrinterFault, RedirectorIsntAskedAboutOtherPorts) {
+  platform::watch_calls();
+  for (const char* port : {"USB001", "lpt1:", "VLS_LPT1", "BILPT1", "LP", ""}) {
+    EXPECT_FALSE(IsNetworkLpt(port));
+  }
+  EXPECT_EQ(0u, platform::calls_of("WNetGetConnectionA"));
+  EXPECT_FALSE(IsNetworkLpt("LPT1:"));
+  EXPECT_EQ(1u, platform::calls_of("WNetGetConnectionA"));
+}
+
+TEST_F(PrinterFault, StepsBehindAFailedOneArentTaken) {
+  far_side::set_port("Printer", "COM1:");
+  Make("Printer", 0);
+  platform::watch_calls();
+  EXPECT_EQ(VLPER_NOTSUPPORT, printer_->CheckSupportPort());
+  EXPECT_EQ(0u, platform::calls_of("RegOpenKeyExA"));
+  EXPECT_EQ(0u, platform::calls_of("WNetGetConnectionA"));
+  far_side::set_port("Printer", "LPT1:");
+  far_side::add_tcp_port("LPT1:");
+  platform::clear_faults();
+  platform::watch_calls();
+  EXPECT_EQ(VLPER_NOTSUPPORT, printer_->CheckSupportPort());
+  EXPECT_EQ(1u, platform::calls_of("RegOpenKeyExA"));
+  EXPECT_EQ(0u, platform::calls_of("WNetGetConnectionA"));
+}
+
+TEST_F(PrinterFault, NothingIsRetriedNorKept) {
+  Make("Printer", 0);
+  platform::watch_calls();
+  EXPECT_EQ(0, printer_->CheckSupportPort());
+  EXPECT_EQ(0, printer_->CheckSupportPort());
+  EXPECT_EQ(2u, platform::calls_of("OpenPrinterA"));
+  EXPECT_EQ(4u, platform::calls_of("GetPrinterA"));
+  EXPECT_EQ(2u, platform::calls_of("ClosePrinter"));
+  EXPECT_EQ(2u, platform::calls_of("RegOpenKeyExA"));
+  EXPECT_EQ(2u, platform::calls_of("RegCloseKey"));
+}
+
+TEST_F(PrinterFault, NameWithoutThePrefixAsksTheSpoolerNothing) {
+  platform::watch_calls();
+  Make("Printer", 0);
+  EXPECT_EQ(0u, platform::calls_of("OpenPrinterA"));
+  EXPECT_EQ(0u, platform::calls_of("GetPrinterDataExA"));
+  char out[260] = {};
+  std::uint32_t size = sizeof(out);
+  EXPECT_EQ(0, GetRealNameChecked("Printer", 8, out, &size));
+  EXPECT_EQ(0u, platform::calls_of("OpenPrinterA"));
+}
+
+TEST_F(PrinterFault, OfTheNameResolutionLeavesTheAlias) {
+  const char* const alias = "\\\\CSR|srv\\alias";
+  far_side::add_printer({.name = alias, .published_name = "queue"});
+  constexpr struct {
+    const char* call;
+    unsigned nth;
+  } kSteps[] = {{"OpenPrinterA", 1},
+                {"GetPrinterDataExA", 1},
+                {"GetPrinterDataExA", 2},
+                {"GetPrinterDataExA", 3}};
+  for (const auto& step : kSteps) {
+    SCOPED_TRACE(step.call + std::to_string(step.nth));
+    test::run_virtual_parallel([&] {
+      platform::fail_call(step.call, step.nth, ERROR_ACCESS_DENIED);
+      char out[260] = {};
+      std::uint32_t size = sizeof(out);
+      EXPECT_EQ(0, GetRealNameFromCsrName(alias, 16, out, &size));
+      EXPECT_EQ(1u, platform::faults_met());
+      EXPECT_STREQ("", out);
+      EXPECT_EQ(sizeof(out), size);
+      platform::clear_faults();
+    });
+  }
+}
+
+TEST_F(PrinterFault, OfTheDataCallIsTheResultOfBuilding) {
+  far_side::add_printer({.name = "Full", .published_name = "queue", .published_ports = {"A"}});
+  const PrinterHandle printer = OpenPrinterByName("Full");
+  char out[64] = {};
+  std::uint32_t size = sizeof(out);
+  platform::fail_call("GetPrinterDataExA", 2, ERROR_ACCESS_DENIED);
+  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
+            BuildCsrRealName(printer.Get(), "\\\\CSR|srv\\alias", out, &size));
+  EXPECT_EQ(13u, size);
+  size = sizeof(out);
+  platform::fail_call("GetPrinterDataExA", 2, ERROR_ACCESS_DENIED);
+  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetCsrPortNames(printer.Get(), out, &size));
+  EXPECT_EQ(3u, size);
+}
+
+// The end of the object: whatever was made is given back, in whatever state.
+TEST_F(PrinterFault, OfTheWorkersStartLeavesAnObjectThatCanBeUsed) {
+  for (const char* call : {"CreateEventA", "CreateThread", "CoInitializeEx", "CoCreateInstance"}) {
+    SCOPED_TRACE(call);
+    test::run_virtual_parallel([&] {
+      platform::fail_call(call, 1, ERROR_NOT_ENOUGH_MEMORY);
+      CPrinterInf printer("Printer", Settings(0));
+      EXPECT_EQ(1u, platform::faults_met());
+      platform::clear_faults();
+      EXPECT_EQ(0, printer.CheckSupportPort());
+      std::uint64_t entries[kMaxConnectEntries] = {};
+      EXPECT_EQ(VLPER_NOTSUPPORT, printer.GetConnectInf(entries));
+    });
+  }
+}
+
+TEST_F(PrinterFault, EndWaitsForTheWorkerAndLeavesNothing) {
+  test::run_virtual_schedules(20, [&] {
+    auto printer = std::make_unique<CPrinterInf>("Printer", Settings(kLogObjects));
+    printer.reset();
+    EXPECT_EQ(far_side::LiveObjects{}, far_side::live_objects());
+  });
+  EXPECT_EQ("delete CPrinterInf : Printer = 0", Lines().back());
+}
+
+// Memory runs out at each step of the making: it passes, and nothing is left.
+TEST_F(PrinterFault, OutOfMemoryWhileBeingMadePassesAndLeavesNothing) {
+  far_side::add_printer({.name = "\\\\CSR|srv\\alias", .published_name = "queue"});
+  for (unsigned nth = 1;; ++nth) {
+    SCOPED_TRACE(nth);
+    bool made = false;
+    test::run_virtual_parallel([&] {
+      const LogSettings settings = Settings(kLogPrinter);
+      platform::fail_call("operator new", nth, ERROR_NOT_ENOUGH_MEMORY);
+      try {
+        const platform::UnderTest tested;
+        const CPrinterInf printer("\\\\CSR|srv\\alias", settings);
+        made = true;
+      } catch (const std::bad_alloc&) {
+      }
+      const bool met = platform::faults_met() != 0;
+      platform::clear_faults();
+      made = made && !met;
+      EXPECT_FALSE(platform::any_lock_held());
+      EXPECT_EQ(far_side::LiveObjects{}, far_side::live_objects());
+    });
+    if (made) {
+      EXPECT_GT(nth, 5u);
+      break;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vlp
