@@ -56,8 +56,8 @@ int RunCommand(const Arguments& arguments) {
   const std::optional<std::string> name = AnsiFromUtf8(arguments.printer);
   if (!name) {
     return Complain("the name \"" + Harmless(arguments.printer) +
-                    "\" has a character that the machine's code page " + std::to_string(GetACP()) +
-                    " lacks");
+                    "\" isn't UTF-8, or has a character that code page " +
+                    std::to_string(GetACP()) + " lacks");
   }
   std::string error;
   const auto library = ProviderLibrary::Load(

@@ -20,31 +20,26 @@ WideText Widen(UINT code_page, DWORD flags, std::string_view text) {
   return wide;
 }
 
-// One character of well-formed UTF-8, and how many bytes it has.
+// One character of UTF-8, and how many bytes it has; a byte that belongs to none counts as
+// a control character of its own.
 struct Character {
   std::uint32_t code = 0;
   std::size_t size = 1;
+  bool sound = true;
 };
 
 Character CharacterAt(std::string_view text, std::size_t at) {
   const auto lead = static_cast<unsigned char>(text[at]);
-  std::size_t size = 1;
-  std::uint32_t code = lead;
-  if (lead >= 0xF0) {
-    size = 4;
-    code = lead & 0x07u;
-  } else if (lead >= 0xE0) {
-    size = 3;
-    code = lead & 0x0Fu;
-  } else if (lead >= 0xC0) {
-    size = 2;
-    code = lead & 0x1Fu;
-  }
-  size = std::min(size, text.size() - at);
+  if (lead < 0x80) return {lead, 1, true};
+  const std::size_t size = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  if (lead < 0xC2 || lead > 0xF4 || size > text.size() - at) return {lead, 1, false};
+  std::uint32_t code = lead & (0xFFu >> (size + 1));
   for (std::size_t next = 1; next < size; ++next) {
-    code = code << 6 | (static_cast<unsigned char>(text[at + next]) & 0x3Fu);
+    const auto byte = static_cast<unsigned char>(text[at + next]);
+    if ((byte & 0xC0u) != 0x80) return {lead, 1, false};
+    code = code << 6 | (byte & 0x3Fu);
   }
-  return {code, size};
+  return {code, size, true};
 }
 
 bool IsControl(std::uint32_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
@@ -99,7 +94,7 @@ std::string Harmless(std::string_view utf8) {
   std::string result;
   for (std::size_t at = 0; at < utf8.size();) {
     const Character character = CharacterAt(utf8, at);
-    if (IsControl(character.code)) {
+    if (!character.sound || IsControl(character.code)) {
       result += "\\x";
       result += kDigits[character.code >> 4];
       result += kDigits[character.code & 0xF];

@@ -208,7 +208,11 @@ std::u16string widen_utf8(std::string_view text, bool* bad) {
   bool ill = false;
   for (size_t i = 0; i < text.size();) {
     const uint8_t first = byte_at(text, i);
-    const unsigned length = first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    const unsigned length = first < 0x80   ? 1
+                            : first < 0xC2 ? 0
+                            : first < 0xE0 ? 2
+                            : first < 0xF0 ? 3
+                                           : 4;
     uint32_t point = length < 2 ? first : first & (0x7Fu >> length);
     unsigned taken = 1;
     bool good = length > 0 && first < 0xF5;

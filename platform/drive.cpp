@@ -145,6 +145,14 @@ DWORD host_error() {
   }
 }
 
+bool same_file(const Place& left, const Place& right) {
+  struct stat a = {};
+  struct stat b = {};
+  return fstatat(left.folder.get(), left.name.c_str(), &a, AT_SYMLINK_NOFOLLOW) == 0 &&
+         fstatat(right.folder.get(), right.name.c_str(), &b, AT_SYMLINK_NOFOLLOW) == 0 &&
+         a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
 Place find_place(const char* path) {
   if (path == nullptr || *path == '\0') {
     return nowhere(ERROR_PATH_NOT_FOUND);

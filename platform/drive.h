@@ -43,6 +43,9 @@ struct Place {
 // hold, 206 for a path of 260 characters or more, 53 for another computer's.
 Place find_place(const char* path);
 
+// Whether both places are names of one file.
+bool same_file(const Place& left, const Place& right);
+
 // Error number of the last failed host call.
 DWORD host_error();
 

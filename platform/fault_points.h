@@ -17,7 +17,7 @@ std::optional<DWORD> note_call(const char* name, Fails fails);
 bool faults_watch();
 
 // Whether this allocation is to fail. Without the lock.
-bool allocation_fails();
+VLP_PLATFORM_API bool allocation_fails();
 
 // A thread that is created inherits whether its creator is under test.
 bool under_test();

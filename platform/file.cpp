@@ -73,7 +73,7 @@ DWORD refusal(const Place& place, DWORD disposition, bool writes) {
   }
   const bool empties = disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING;
   return place.is_folder || (place.read_only && (writes || empties)) ? ERROR_ACCESS_DENIED
-                                                                    : ERROR_SUCCESS;
+                                                                     : ERROR_SUCCESS;
 }
 
 Opening try_open(const Place& place, const FileRights& access, const FileRights& share,
@@ -126,24 +126,16 @@ DWORD removal_refusal(const Place& place) {
   return lock_shares(descriptor.get(), access, {true, true, true});
 }
 
-bool same_file(const Place& left, const Place& right) {
-  struct stat a = {};
-  struct stat b = {};
-  return fstatat(left.folder.get(), left.name.c_str(), &a, AT_SYMLINK_NOFOLLOW) == 0 &&
-         fstatat(right.folder.get(), right.name.c_str(), &b, AT_SYMLINK_NOFOLLOW) == 0 &&
-         a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
 FILETIME filetime(const timespec& time) {
   constexpr int64_t from_1601_to_1970 = 11644473600;
-  const auto units = static_cast<uint64_t>((time.tv_sec + from_1601_to_1970) * 10000000 +
-                                           time.tv_nsec / 100);
+  const auto units =
+      static_cast<uint64_t>((time.tv_sec + from_1601_to_1970) * 10000000 + time.tv_nsec / 100);
   return {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
 }
 
-DWORD attributes_of(mode_t mode) {
-  const DWORD read_only = (mode & 0222) == 0 ? FILE_ATTRIBUTE_READONLY : 0;
-  return S_ISDIR(mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE | read_only;
+DWORD attributes_of(bool is_folder, bool read_only) {
+  return is_folder ? FILE_ATTRIBUTE_DIRECTORY
+                   : FILE_ATTRIBUTE_ARCHIVE | (read_only ? DWORD{FILE_ATTRIBUTE_READONLY} : 0);
 }
 
 std::optional<uint64_t> size_of(HANDLE handle) {
@@ -193,9 +185,10 @@ HANDLE WINAPI CreateFileA(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShar
     if (opening.error != ERROR_SUCCESS) {
       return platform::no_file(opening.error);
     }
-    const HANDLE handle = platform::add_handle(
-        new FileObject(std::move(opening.descriptor), access), "CreateFileA");
-    const bool tells = dwCreationDisposition == OPEN_ALWAYS || dwCreationDisposition == CREATE_ALWAYS;
+    const HANDLE handle =
+        platform::add_handle(new FileObject(std::move(opening.descriptor), access), "CreateFileA");
+    const bool tells =
+        dwCreationDisposition == OPEN_ALWAYS || dwCreationDisposition == CREATE_ALWAYS;
     SetLastError(tells && opening.existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
   }
@@ -289,16 +282,18 @@ DWORD WINAPI SetFilePointer(HANDLE hFile, LONG lDistanceToMove, PLONG lpDistance
   }
   int64_t distance = lDistanceToMove;
   if (lpDistanceToMoveHigh != nullptr) {
-    distance = static_cast<int64_t>(static_cast<uint64_t>(static_cast<uint32_t>(*lpDistanceToMoveHigh))
-                                        << 32 |
-                                    static_cast<uint32_t>(lDistanceToMove));
+    distance = static_cast<int64_t>(
+        static_cast<uint64_t>(static_cast<uint32_t>(*lpDistanceToMoveHigh)) << 32 |
+        static_cast<uint32_t>(lDistanceToMove));
   }
   struct stat status = {};
   const off_t here = lseek(file->descriptor(), 0, SEEK_CUR);
   if (here < 0 || fstat(file->descriptor(), &status) != 0) {
     return failure(platform::host_error());
   }
-  const int64_t base = dwMoveMethod == FILE_BEGIN ? 0 : dwMoveMethod == FILE_CURRENT ? here : status.st_size;
+  const int64_t base = dwMoveMethod == FILE_BEGIN     ? 0
+                       : dwMoveMethod == FILE_CURRENT ? here
+                                                      : status.st_size;
   int64_t target = 0;
   if (__builtin_add_overflow(base, distance, &target)) {
     return failure(ERROR_INVALID_PARAMETER);
@@ -357,7 +352,8 @@ BOOL WINAPI GetFileInformationByHandle(HANDLE hFile,
   }
   const auto size = static_cast<uint64_t>(status.st_size);
   *lpFileInformation = {};
-  lpFileInformation->dwFileAttributes = platform::attributes_of(status.st_mode);
+  lpFileInformation->dwFileAttributes =
+      platform::attributes_of(false, (status.st_mode & 0222) == 0);
   lpFileInformation->ftCreationTime = platform::filetime(status.st_ctim);
   lpFileInformation->ftLastAccessTime = platform::filetime(status.st_atim);
   lpFileInformation->ftLastWriteTime = platform::filetime(status.st_mtim);
@@ -422,8 +418,9 @@ BOOL WINAPI DeleteFileA(LPCSTR lpFileName) {
   if (refused != ERROR_SUCCESS) {
     return fail_with(refused);
   }
-  return unlinkat(place.folder.get(), place.name.c_str(), 0) == 0 ? TRUE
-                                                                  : fail_with(platform::host_error());
+  return unlinkat(place.folder.get(), place.name.c_str(), 0) == 0
+             ? TRUE
+             : fail_with(platform::host_error());
 }
 
 BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName) {
@@ -502,6 +499,5 @@ DWORD WINAPI GetFileAttributesA(LPCSTR lpFileName) {
   if (place.error != ERROR_SUCCESS || !place.found) {
     return failure(place.error != ERROR_SUCCESS ? place.error : ERROR_FILE_NOT_FOUND);
   }
-  const DWORD read_only = place.read_only ? FILE_ATTRIBUTE_READONLY : 0;
-  return place.is_folder ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE | read_only;
+  return platform::attributes_of(place.is_folder, place.read_only);
 }

@@ -314,10 +314,10 @@ void set_registry_number(const std::string& key, const std::string& name, DWORD 
   StateGuard guard;
   const KeyRef place = made_key(key);
   if (place != nullptr) {
-    machine().registry.set(place, widen_utf8(name), REG_DWORD,
-                           {static_cast<uint8_t>(number), static_cast<uint8_t>(number >> 8),
-                            static_cast<uint8_t>(number >> 16),
-                            static_cast<uint8_t>(number >> 24)});
+    machine().registry.set(
+        place, widen_utf8(name), REG_DWORD,
+        {static_cast<uint8_t>(number), static_cast<uint8_t>(number >> 8),
+         static_cast<uint8_t>(number >> 16), static_cast<uint8_t>(number >> 24)});
   }
 }
 

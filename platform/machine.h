@@ -65,7 +65,6 @@ struct PrinterDescription {
   std::optional<std::string> port = "USB001";  // none: no Port value
   std::string driver = {};
   DWORD attributes = 0x40;  // PRINTER_ATTRIBUTE_LOCAL
-
 };
 VLP_PLATFORM_API void add_printer(const PrinterDescription& printer);
 VLP_PLATFORM_API void remove_printer(const std::string& name);

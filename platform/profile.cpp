@@ -152,6 +152,6 @@ DWORD WINAPI GetPrivateProfileStringA(LPCSTR lpAppName, LPCSTR lpKeyName, LPCSTR
   }
   const auto value = platform::find_value(lpFileName, lpAppName, lpKeyName);
   return platform::copy_out(
-      value ? platform::ansi().narrow(*value) : platform::default_text(lpDefault),
-      lpReturnedString, nSize);
+      value ? platform::ansi().narrow(*value) : platform::default_text(lpDefault), lpReturnedString,
+      nSize);
 }

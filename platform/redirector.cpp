@@ -16,8 +16,8 @@ namespace {
 // "LPT1" to "LPT9" and drives; `known` tells whether such a device is there at all.
 bool is_device(const std::u16string& name, bool& known) {
   const std::u16string device = upper(name.substr(0, name.find(u':')));
-  const bool port = device.size() == 4 && device.starts_with(u"LPT") && device[3] >= u'1' &&
-                    device[3] <= u'9';
+  const bool port =
+      device.size() == 4 && device.starts_with(u"LPT") && device[3] >= u'1' && device[3] <= u'9';
   const bool drive = device.size() == 1 && device[0] >= u'A' && device[0] <= u'Z';
   const size_t colon = name.find(u':');
   known = port || (drive && device[0] == u'C');
@@ -51,8 +51,7 @@ DWORD WINAPI WNetGetConnectionA(LPCSTR lpLocalName, LPSTR lpRemoteName, LPDWORD 
   {
     platform::StateGuard guard;
     const platform::RegistryTree& tree = platform::machine().registry;
-    const platform::KeyRef key =
-        tree.find(tree.current_user(), platform::redirection_path(local));
+    const platform::KeyRef key = tree.find(tree.current_user(), platform::redirection_path(local));
     remote = key == nullptr ? u"" : platform::text_of(key->value(u"RemotePath"));
   }
   if (remote.empty()) {

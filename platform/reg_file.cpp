@@ -126,16 +126,17 @@ class Parser {
     }
     check_path(path);
     key_ = removal ? u"" : std::u16string(path);
-    entries_.push_back({removal ? RegEntry::Kind::deleted_key : RegEntry::Kind::key,
-                        std::u16string(path), u""});
+    entries_.push_back(
+        {removal ? RegEntry::Kind::deleted_key : RegEntry::Kind::key, std::u16string(path), u""});
   }
 
   static void check_path(std::u16string_view path) {
     const std::u16string_view root = path.substr(0, path.find(u'\\'));
     if (root != u"HKEY_LOCAL_MACHINE" && root != u"HKEY_CURRENT_USER" &&
         root != u"HKEY_CLASSES_ROOT") {
-      throw Fault{"the key begins with none of HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER and "
-                  "HKEY_CLASSES_ROOT"};
+      throw Fault{
+          "the key begins with none of HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER and "
+          "HKEY_CLASSES_ROOT"};
     }
     size_t depth = 0;
     for (size_t start = 0; start <= path.size(); ++depth) {

@@ -165,9 +165,7 @@ std::u16string registry_units(const std::vector<uint8_t>& data) {
   return text;
 }
 
-bool is_text(DWORD type) {
-  return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
-}
+bool is_text(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
 
 std::u16string text_of(const RegistryValue* value) {
   if (value == nullptr || !is_text(value->type)) {

@@ -8,6 +8,7 @@
 // The SDK keeps this record to itself; here it is the section's queue.
 struct _RTL_CRITICAL_SECTION_DEBUG {
   const void* section;  // the owner's address, which tells a live section from stray bytes
+  platform::Thread* owner;
   std::vector<platform::Thread*> waiters;
 };
 
@@ -24,12 +25,21 @@ Queue& queue_of(CRITICAL_SECTION& section) {
   return *queue;
 }
 
-HANDLE owner_id(const Thread& thread) {
-  return reinterpret_cast<HANDLE>(static_cast<uintptr_t>(thread.id));
+// OwningThread shows the number, as a debugger expects; the owner is told by this one,
+// since numbers begin anew with each scenario.
+Thread*& owner_of(CRITICAL_SECTION& section) { return queue_of(section).owner; }
+
+void forget_orphan(const CRITICAL_SECTION& section) {
+  const auto orphan = state().orphans.find(&section);
+  if (orphan == state().orphans.end()) return;
+  Thread* owner = orphan->second.owner;
+  state().orphans.erase(orphan);
+  if (--owner->references == 0) delete owner;
 }
 
 void own(CRITICAL_SECTION& section, Thread& thread) {
-  section.OwningThread = owner_id(thread);
+  owner_of(section) = &thread;
+  section.OwningThread = reinterpret_cast<HANDLE>(static_cast<uintptr_t>(thread.id));
   section.RecursionCount = 1;
   section.LockCount = 0;
   thread.sections.push_back(&section);
@@ -39,7 +49,7 @@ void own(CRITICAL_SECTION& section, Thread& thread) {
 
 void init_section(CRITICAL_SECTION& section, DWORD spin_count) {
   section = {};
-  section.DebugInfo = new Queue{&section, {}};
+  section.DebugInfo = new Queue{&section, nullptr, {}};
   section.LockCount = -1;
   section.SpinCount = spin_count;
 }
@@ -48,22 +58,21 @@ void delete_section(CRITICAL_SECTION& section) {
   Queue& queue = queue_of(section);
   if (!queue.waiters.empty()) stop("a critical section is deleted while a thread waits for it");
   for (Thread* thread : state().threads) std::erase(thread->sections, &section);
-  state().orphans.erase(&section);
+  forget_orphan(section);
   delete &queue;
   section = {};
 }
 
-bool owns_section(const CRITICAL_SECTION& section, const Thread& thread) {
-  return section.OwningThread == owner_id(thread);
+bool owns_section(CRITICAL_SECTION& section, const Thread& thread) {
+  return owner_of(section) == &thread;
 }
 
 bool try_enter_section(CRITICAL_SECTION& section, Thread& thread) {
-  queue_of(section);
   if (owns_section(section, thread)) {
     ++section.RecursionCount;
     return true;
   }
-  if (section.OwningThread != nullptr) return false;
+  if (owner_of(section) != nullptr) return false;
   own(section, thread);
   return true;
 }
@@ -81,6 +90,7 @@ void leave_section(CRITICAL_SECTION& section, Thread& thread) {
     stop("LeaveCriticalSection by a thread that isn't in the section");
   }
   if (--section.RecursionCount > 0) return;
+  queue.owner = nullptr;
   section.OwningThread = nullptr;
   section.LockCount = -1;
   std::erase(thread.sections, &section);

@@ -15,7 +15,7 @@ void delete_section(CRITICAL_SECTION& section);
 // Recursive; waits its turn, first come first served. A thread that is terminated meanwhile
 // comes back without it.
 void enter_section(CRITICAL_SECTION& section, Thread& thread);
-bool owns_section(const CRITICAL_SECTION& section, const Thread& thread);
+bool owns_section(CRITICAL_SECTION& section, const Thread& thread);
 bool try_enter_section(CRITICAL_SECTION& section, Thread& thread);
 void leave_section(CRITICAL_SECTION& section, Thread& thread);
 

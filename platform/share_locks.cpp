@@ -79,9 +79,9 @@ DWORD lock_shares(int descriptor, const FileRights& access, const FileRights& sh
   for (size_t right = 0; right < used.size(); ++right) {
     const size_t uses = right * 2;
     const size_t forbids = uses + 1;
-    const bool fits = (!used[right] || (take(descriptor, uses) && !others_hold(descriptor, forbids))) &&
-                      (!forbidden[right] ||
-                       (take(descriptor, forbids) && !others_hold(descriptor, uses)));
+    const bool fits =
+        (!used[right] || (take(descriptor, uses) && !others_hold(descriptor, forbids))) &&
+        (!forbidden[right] || (take(descriptor, forbids) && !others_hold(descriptor, uses)));
     if (!fits) {
       release_all(descriptor);
       return ERROR_SHARING_VIOLATION;

@@ -78,9 +78,7 @@ class Block {
       at += text.size();
     }
   }
-  LPSTR at(int number) const {
-    return number < 0 ? nullptr : places_[static_cast<size_t>(number)];
-  }
+  LPSTR at(int number) const { return number < 0 ? nullptr : places_[static_cast<size_t>(number)]; }
 
  private:
   const CodePage& page_;
@@ -110,8 +108,7 @@ KeyRef find_printer(const std::u16string& name) {
     return whole;
   }
   const KeyRef computer = tree.find(tree.local_machine(), computer_name_path);
-  const std::u16string own =
-      computer == nullptr ? u"" : text_of(computer->value(u"ComputerName"));
+  const std::u16string own = computer == nullptr ? u"" : text_of(computer->value(u"ComputerName"));
   if (own.empty() || upper(name.substr(2, slash - 2)) != upper(own)) {
     return nullptr;
   }
@@ -199,7 +196,8 @@ PrinterCopy copy_printer(HANDLE handle) {
   copy.values = values_of(*object->printer());
   const RegistryTree& tree = machine().registry;
   const std::u16string driver = text_of(copy.values.value(u"Printer Driver"));
-  const KeyRef key = driver.empty() ? nullptr : tree.find(tree.local_machine(), driver_path(driver));
+  const KeyRef key =
+      driver.empty() ? nullptr : tree.find(tree.local_machine(), driver_path(driver));
   if (key != nullptr) {
     copy.driver = values_of(*key);
   }
@@ -291,9 +289,11 @@ BOOL WINAPI EnumPrintersA(DWORD Flags, LPSTR Name, DWORD Level, LPBYTE pPrinterE
   std::vector<platform::ListedPrinter> printers = platform::list_printers(Flags);
   platform::Block block(platform::ansi());
   for (platform::ListedPrinter& printer : printers) {
-    printer.texts = Level == 2 ? platform::collect(block, printer.values)
-                               : platform::PrinterTexts{block.add(platform::name_of(printer.values)),
-                                                        -1, -1, -1, -1, -1, -1, -1, -1, -1};
+    printer.texts =
+        Level == 2
+            ? platform::collect(block, printer.values)
+            : platform::PrinterTexts{
+                  block.add(platform::name_of(printer.values)), -1, -1, -1, -1, -1, -1, -1, -1, -1};
   }
   const size_t record = Level == 2 ? sizeof(PRINTER_INFO_2A) : sizeof(PRINTER_INFO_4A);
   const size_t fixed = record * printers.size();
@@ -378,8 +378,7 @@ BOOL WINAPI GetPrinterDriverA(HANDLE hPrinter, LPSTR pEnvironment, DWORD Level, 
     return fail_with(*fault);
   }
   constexpr std::u16string_view environment = u"Windows x64";
-  const std::u16string asked =
-      pEnvironment == nullptr ? u"" : platform::ansi().widen(pEnvironment);
+  const std::u16string asked = pEnvironment == nullptr ? u"" : platform::ansi().widen(pEnvironment);
   if (pcbNeeded == nullptr ||
       (!asked.empty() && platform::upper(asked) != platform::upper(environment))) {
     return fail_with(ERROR_INVALID_PARAMETER);
@@ -456,10 +455,9 @@ DWORD WINAPI GetPrinterDataExA(HANDLE hPrinter, LPCSTR pKeyName, LPCSTR pValueNa
     }
     value = *found;
   }
-  const std::string bytes =
-      platform::is_text(value.type)
-          ? platform::ansi().narrow(platform::registry_units(value.data))
-          : std::string(value.data.begin(), value.data.end());
+  const std::string bytes = platform::is_text(value.type)
+                                ? platform::ansi().narrow(platform::registry_units(value.data))
+                                : std::string(value.data.begin(), value.data.end());
   *pcbNeeded = static_cast<DWORD>(bytes.size());
   if (pType != nullptr) {
     *pType = value.type;

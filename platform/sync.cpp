@@ -241,7 +241,8 @@ DWORD wait_for(Thread& thread, const std::vector<Object*>& objects, bool all, DW
 }
 
 void state_edges(const std::vector<Object*>& objects, bool all, DWORD result) {
-  if (result == WAIT_TIMEOUT) return;
+  // A thread that is terminated comes back with a failed wait.
+  if (result == WAIT_TIMEOUT || result == WAIT_FAILED) return;
   if (all) {
     for (const Object* object : objects) happens_after(object);
   } else {

@@ -25,7 +25,9 @@ CPrinterInf::CPrinterInf(const char* name, const LogSettings& settings)
   bidi = std::make_unique<CBidiIF>(log.get());
   connectInfo = std::make_unique<ConnectInfo>();
   genVlSettings.Set(std::make_shared<const GenVlSettings>());
-  SetRealPrinterName(Name().data(), static_cast<std::uint32_t>(Name().size()) + 1);
+  if (m_lpPrinterName) {
+    SetRealPrinterName(m_lpPrinterName->c_str(), static_cast<std::uint32_t>(Name().size()) + 1);
+  }
   DbgLogPut(log.get(), kLogObjects, 0, "new CPrinterInf", Name().data(), 0);
 }
 

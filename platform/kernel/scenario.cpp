@@ -52,13 +52,23 @@ std::vector<std::string> locks_of(const Thread& thread) {
   return locks;
 }
 
+// Numbers begin anew with each scenario; threads left from earlier ones don't count.
+const Thread* find_thread_by_id(uint32_t thread_id) {
+  for (const Thread* thread : state().threads) {
+    if (thread->id == thread_id && thread->scenario == state().scenario) return thread;
+  }
+  return nullptr;
+}
+
 std::string locks_left() {
   std::string text;
   for (const Thread* thread : state().threads) {
     if (thread->scenario != state().scenario) continue;
     for (const std::string& lock : locks_of(*thread)) text += "lock left: " + lock + "\n";
   }
-  for (const auto& orphan : state().orphans) text += "lock left: " + orphan.second + "\n";
+  for (const auto& [section, orphan] : state().orphans) {
+    if (orphan.owner->scenario == state().scenario) text += "lock left: " + orphan.text + "\n";
+  }
   return text;
 }
 
@@ -81,7 +91,6 @@ void begin_scenario(const ScenarioOptions& options) {
   all.progress = 0;
   all.wakes = 0;
   all.trace.clear();
-  all.orphans.clear();
   all.next_thread_id = 0x1000;
   all.runnable = 1;
   body.scenario = all.scenario;
@@ -109,7 +118,6 @@ std::string end_scenario() {
   clear_schedule(all);
   all.mode = Mode::real;
   all.scenario = 0;
-  all.orphans.clear();
   body.scenario = 0;
   update_attention();
   return left;
@@ -138,10 +146,8 @@ uint64_t wake_count() {
 
 uint64_t wake_count(uint32_t thread_id) {
   StateGuard guard;
-  for (const Thread* thread : state().threads) {
-    if (thread->id == thread_id) return thread->wakes;
-  }
-  return 0;
+  const Thread* thread = find_thread_by_id(thread_id);
+  return thread == nullptr ? 0 : thread->wakes;
 }
 
 std::vector<std::string> schedule_trace() {
@@ -157,19 +163,20 @@ void name_this_thread(const std::string& name) {
 
 std::vector<std::string> locks_held_by(uint32_t thread_id) {
   StateGuard guard;
-  std::vector<std::string> locks;
-  for (const Thread* thread : state().threads) {
-    if (thread->id == thread_id) locks = locks_of(*thread);
-  }
-  return locks;
+  const Thread* thread = find_thread_by_id(thread_id);
+  return thread == nullptr ? std::vector<std::string>() : locks_of(*thread);
 }
 
 bool any_lock_held() {
   StateGuard guard;
   const auto holds = [](const Thread* thread) {
-    return !thread->mutexes.empty() || !thread->sections.empty();
+    return thread->scenario == state().scenario &&
+           (!thread->mutexes.empty() || !thread->sections.empty());
   };
-  return !state().orphans.empty() ||
+  const auto left = [](const auto& entry) {
+    return entry.second.owner->scenario == state().scenario;
+  };
+  return std::any_of(state().orphans.begin(), state().orphans.end(), left) ||
          std::any_of(state().threads.begin(), state().threads.end(), holds);
 }
 

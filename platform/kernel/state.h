@@ -79,6 +79,11 @@ struct HandleEntry {
   const char* creator;
 };
 
+struct Orphan {
+  Thread* owner;
+  std::string text;
+};
+
 struct State {
   State();
 
@@ -116,7 +121,7 @@ struct State {
   std::vector<std::string> trace;
 
   // Sections whose owner ended inside, with what is to be said of them.
-  std::map<const void*, std::string> orphans;
+  std::map<const void*, Orphan> orphans;
 };
 
 State& state();

@@ -126,7 +126,8 @@ void finish_thread(Thread& thread, DWORD exit_code) {
   for (Object* mutex : std::vector(thread.mutexes)) mutex->owner_ended();
   thread.mutexes.clear();
   for (const void* section : thread.sections) {
-    state().orphans[section] = "critical section of the ended " + thread.name;
+    state().orphans[section] = {&thread, "critical section of the ended " + thread.name};
+    ++thread.references;  // the section goes on naming its owner
   }
   thread.sections.clear();
   offer(thread);

@@ -38,7 +38,10 @@ TEST(CodePage, CharacterWithSeveralPairsIsWrittenAsTheSystemWritesIt) {
 
 TEST(CodePage, SubstituteMayHaveTwoBytes) {
   bool lost = false;
-  EXPECT_EQ("\x81\x45" "a", code_page(932).narrow(u"\u20ACa", "\x81\x45", &lost));
+  EXPECT_EQ(
+      "\x81\x45"
+      "a",
+      code_page(932).narrow(u"\u20ACa", "\x81\x45", &lost));
   EXPECT_TRUE(lost);
 }
 
@@ -49,8 +52,8 @@ TEST(CodePage, Utf8RefusesOverlongSurrogateAndOverlargeForms) {
     widen_utf8(text, &bad);
     EXPECT_TRUE(bad) << text;
   }
-  for (const char* text : {"\xC2\x80", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xF0\x90\x80\x80",
-                           "\xF4\x8F\xBF\xBF"}) {
+  for (const char* text :
+       {"\xC2\x80", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
     bool bad = true;
     EXPECT_EQ(text, narrow_utf8(widen_utf8(text, &bad)));
     EXPECT_FALSE(bad) << text;

@@ -93,15 +93,15 @@ TEST_F(FileCalls, WriterThatSharesReadingKeepsOtherWritersOut) {
   EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION},
             open_error(a_, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING))
       << "a reader must share writing with the writer that is there";
-  EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION},
-            open_error(a_, read_write | DELETE, 0, OPEN_EXISTING));
+  EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION}, open_error(a_, read_write | DELETE, 0, OPEN_EXISTING));
   const File reader(a_, GENERIC_READ, share_both, OPEN_EXISTING);
   EXPECT_TRUE(reader.is_open());
 }
 
 TEST_F(FileCalls, ClosedFileNoLongerKeepsOthersOut) {
   File writer(a_, read_write, 0, OPEN_ALWAYS);
-  EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION}, open_error(a_, GENERIC_READ, share_both, OPEN_EXISTING));
+  EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION},
+            open_error(a_, GENERIC_READ, share_both, OPEN_EXISTING));
   writer.close();
   const File reader(a_, GENERIC_READ, 0, OPEN_EXISTING);
   EXPECT_TRUE(reader.is_open());
@@ -131,10 +131,12 @@ TEST_F(FileCalls, OpenFileThatSharesDeletionIsMoved) {
 }
 
 TEST_F(FileCalls, OpeningFailsWithTheErrorOfWhatIsMissing) {
-  EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, open_error(folder + "none", GENERIC_READ, 0, OPEN_EXISTING));
+  EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND},
+            open_error(folder + "none", GENERIC_READ, 0, OPEN_EXISTING));
   EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND},
             open_error(folder + "none\\x", read_write, 0, OPEN_ALWAYS));
-  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, open_error("C:\\vlp_file_calls", read_write, 0, OPEN_ALWAYS));
+  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED},
+            open_error("C:\\vlp_file_calls", read_write, 0, OPEN_ALWAYS));
   EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, open_error("", read_write, 0, OPEN_ALWAYS));
   // Documented: a drive that isn't there is a path that isn't found. Wine says 2.
   EXPECT_EQ(static_cast<DWORD>(is_layer() ? ERROR_PATH_NOT_FOUND : ERROR_FILE_NOT_FOUND),

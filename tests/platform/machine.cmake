@@ -22,7 +22,7 @@ if(NOT WIN32)
       ${PROJECT_SOURCE_DIR}/platform/reg_file.cpp ${PROJECT_SOURCE_DIR}/platform/registry_tree.cpp)
   target_link_libraries(vlp_machine_parsers PRIVATE vlp_settings vlp_platform_calls)
   vlp_test(platform_machine NATIVE_ONLY
-      SOURCES machine_folder.cpp machine_described.cpp machine_faults.cpp machine_shares.cpp
+      SOURCES machine_folder.cpp machine_described.cpp machine_faults.cpp machine_shares.cpp machine_threads.cpp
           ${vlp_own_machine}
       LINKS vlp_settings vlp_platform_calls vlp_simulator)
   vlp_test(platform_parsers NATIVE_ONLY

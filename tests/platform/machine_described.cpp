@@ -145,16 +145,17 @@ TEST_F(DescribedMachine, RedirectedPortTellsItsRemoteName) {
 }
 
 TEST_F(DescribedMachine, TextStoredWithoutItsTerminatorIsGivenWithoutIt) {
-  ASSERT_FALSE(platform::import_registry("Windows Registry Editor Version 5.00\n"
-                                         "[HKEY_LOCAL_MACHINE\\Software\\X]\n"
-                                         "\"t\"=hex(1):61,00,62,00\n\"odd\"=hex(1):61,00,62\n"));
+  ASSERT_FALSE(
+      platform::import_registry("Windows Registry Editor Version 5.00\n"
+                                "[HKEY_LOCAL_MACHINE\\Software\\X]\n"
+                                "\"t\"=hex(1):61,00,62,00\n\"odd\"=hex(1):61,00,62\n"));
   HKEY key = nullptr;
   ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\X", 0, KEY_READ, &key));
   for (const char* name : {"t", "odd"}) {
     char text[4] = "###";
     DWORD size = 4;
-    EXPECT_EQ(ERROR_SUCCESS, RegQueryValueExA(key, name, nullptr, nullptr,
-                                              reinterpret_cast<LPBYTE>(text), &size));
+    EXPECT_EQ(ERROR_SUCCESS,
+              RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<LPBYTE>(text), &size));
     EXPECT_EQ(name[0] == 't' ? "ab#" : "a##", std::string(text, 3));
   }
   EXPECT_EQ(ERROR_SUCCESS, RegCloseKey(key));
@@ -165,13 +166,11 @@ TEST_F(DescribedMachine, LinksOnTheDriveAreNotFollowed) {
   std::filesystem::create_symlink("/etc/hostname", drive / "link.txt");
   std::filesystem::create_directory_symlink("/etc", drive / "folder");
   SetLastError(0);
-  EXPECT_EQ(INVALID_HANDLE_VALUE,
-            CreateFileA("C:\\link.txt", GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0,
-                        nullptr));
+  EXPECT_EQ(INVALID_HANDLE_VALUE, CreateFileA("C:\\link.txt", GENERIC_READ, FILE_SHARE_READ,
+                                              nullptr, OPEN_EXISTING, 0, nullptr));
   EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
-  EXPECT_EQ(INVALID_HANDLE_VALUE,
-            CreateFileA("C:\\folder\\hostname", GENERIC_READ, FILE_SHARE_READ, nullptr,
-                        OPEN_EXISTING, 0, nullptr));
+  EXPECT_EQ(INVALID_HANDLE_VALUE, CreateFileA("C:\\folder\\hostname", GENERIC_READ, FILE_SHARE_READ,
+                                              nullptr, OPEN_EXISTING, 0, nullptr));
   EXPECT_EQ(DWORD{ERROR_PATH_NOT_FOUND}, GetLastError());
   EXPECT_EQ(INVALID_HANDLE_VALUE, CreateFileA("C:\\..\\..\\etc\\hostname", GENERIC_READ,
                                               FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));

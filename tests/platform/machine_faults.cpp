@@ -47,8 +47,7 @@ TEST_F(MachineFaults, RegistryCallsGiveTheErrorAsTheirResult) {
   arm("RegEnumKeyExA");
   char name[260] = "#";
   size = 260;
-  EXPECT_EQ(LONG{planted},
-            RegEnumKeyExA(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(LONG{planted}, RegEnumKeyExA(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
   EXPECT_EQ('#', name[0]);
   EXPECT_EQ(untouched, GetLastError());
   arm("RegCloseKey");

@@ -35,10 +35,11 @@ class MachineFolder : public ::testing::Test {
   }
   void put_sound() const {
     put("machine.reg",
-        header + "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Print\\Printers\\Office]\r\n"
-                 "\"Name\"=\"Office\"\r\n\"Port\"=\"USB001\"\r\n"
-                 "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Nls\\CodePage]\r\n"
-                 "\"ACP\"=\"932\"\r\n");
+        header +
+            "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Print\\Printers\\Office]\r\n"
+            "\"Name\"=\"Office\"\r\n\"Port\"=\"USB001\"\r\n"
+            "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Nls\\CodePage]\r\n"
+            "\"ACP\"=\"932\"\r\n");
     fs::create_directories(folder_ / "drive_c");
   }
   // What loading says; empty for nothing.

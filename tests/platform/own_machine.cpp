@@ -7,10 +7,9 @@ void set_value(const std::string& key, const std::string& name, DWORD type,
   HKEY handle = nullptr;
   ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0,
                                            KEY_ALL_ACCESS, nullptr, &handle, nullptr));
-  EXPECT_EQ(ERROR_SUCCESS,
-            RegSetValueExA(handle, name.c_str(), 0, type,
-                           reinterpret_cast<const BYTE*>(bytes.data()),
-                           static_cast<DWORD>(bytes.size())));
+  EXPECT_EQ(ERROR_SUCCESS, RegSetValueExA(handle, name.c_str(), 0, type,
+                                          reinterpret_cast<const BYTE*>(bytes.data()),
+                                          static_cast<DWORD>(bytes.size())));
   EXPECT_EQ(ERROR_SUCCESS, RegCloseKey(handle));
 }
 
@@ -31,16 +30,14 @@ void write_file(const std::string& path, const std::string& bytes) {
       CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
   ASSERT_NE(INVALID_HANDLE_VALUE, file) << path;
   DWORD written = 0;
-  EXPECT_TRUE(
-      WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+  EXPECT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
   EXPECT_EQ(bytes.size(), written);
   EXPECT_TRUE(CloseHandle(file));
 }
 
 std::string read_file(const std::string& path) {
-  const HANDLE file =
-      CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                  OPEN_EXISTING, 0, nullptr);
+  const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                  nullptr, OPEN_EXISTING, 0, nullptr);
   EXPECT_NE(INVALID_HANDLE_VALUE, file) << path;
   std::string bytes(GetFileSize(file, nullptr), '\0');
   DWORD read = 0;

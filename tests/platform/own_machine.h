@@ -15,8 +15,8 @@ namespace own_machine {
 
 void make();
 
-// Whether the calls may look for the best in what Windows documents: false under Wine
-// where it is known to differ.
+// Whether the calls are the layer's. Tests ask where Wine is known to differ from what
+// Windows documents; each such place says how, and fails when the difference goes.
 bool is_layer();
 
 // Makes the ANSI code page this one; false where the system can't change it.

@@ -6,6 +6,7 @@ namespace {
 
 using own_machine::untouched;
 using own_machine::write_file;
+using namespace std::string_literals;
 
 constexpr const char* folder = "C:\\vlp_profile_calls";
 constexpr const char* file = "C:\\vlp_profile_calls\\model.lmd";
@@ -37,9 +38,9 @@ TEST_F(ProfileCalls, IntegersAreReadUpToTheFirstForeignCharacter) {
              "zero=010\r\njunk=12abc\r\nword=abc\r\nsemi=12;x\r\npair=1 2\r\n"
              "lid=0xfA\r\n");
   const std::vector<std::pair<const char*, INT>> rows = {
-      {"plain", 12}, {"lead", 34}, {"tab", 56},   {"neg", -5},  {"plus", 7},  {"spaced", 0},
-      {"hex", 16},   {"hexu", 0},  {"oct", 15},   {"bin", 5},   {"zero", 10}, {"junk", 12},
-      {"word", 0},   {"semi", 12}, {"pair", 1},   {"lid", 250}};
+      {"plain", 12}, {"lead", 34}, {"tab", 56}, {"neg", -5}, {"plus", 7},  {"spaced", 0},
+      {"hex", 16},   {"hexu", 0},  {"oct", 15}, {"bin", 5},  {"zero", 10}, {"junk", 12},
+      {"word", 0},   {"semi", 12}, {"pair", 1}, {"lid", 250}};
   for (const auto& [key, wanted] : rows) {
     EXPECT_EQ(wanted, number(key)) << key;
   }
@@ -67,8 +68,8 @@ TEST_F(ProfileCalls, WhereNoIntegerStandsTheDefaultIsGivenEvenANegativeOne) {
   EXPECT_EQ(5, number("plain", 5, "NoSuchSection"));
   EXPECT_EQ(6, static_cast<INT>(GetPrivateProfileIntA("ProfileInf", "x", 6,
                                                       "C:\\vlp_profile_calls\\absent.lmd")));
-  EXPECT_EQ(7, static_cast<INT>(GetPrivateProfileIntA("ProfileInf", "x", 7,
-                                                      "C:\\vlp_no_such_folder\\x.lmd")));
+  EXPECT_EQ(7, static_cast<INT>(
+                   GetPrivateProfileIntA("ProfileInf", "x", 7, "C:\\vlp_no_such_folder\\x.lmd")));
 }
 
 TEST_F(ProfileCalls, QuotesAreTakenOffBeforeTheNumberIsRead) {
@@ -159,12 +160,14 @@ TEST_F(ProfileCalls, TextThatFillsTheBufferCountsOneLessThanItsCapacity) {
 TEST_F(ProfileCalls, BytesAreAnsiTextAndMarkedUtf16IsUnderstood) {
   write_file(file, "[ProfileInf]\r\nv=\xE9\x82\xA0\r\n");
   EXPECT_EQ("\xE9\x82\xA0", text("v"));
-  write_file(file, std::string("\xFF\xFE[\0P\0]\0\r\0\n\0v\0=\0" "6\0\r\0\n\0", 26));
+  write_file(file,
+             "\xFF\xFE[\0P\0]\0\r\0\n\0v\0=\0"
+             "6\0\r\0\n\0"s);
   EXPECT_EQ(6, number("v", 1, "P"));
 }
 
 TEST_F(ProfileCalls, NulEndsOneValueOnly) {
-  write_file(file, std::string("[ProfileInf]\r\nv=5\0x\r\nw=6\r\n\x1A\r\nz=9\r\n", 37));
+  write_file(file, "[ProfileInf]\r\nv=5\0x\r\nw=6\r\n\x1A\r\nz=9\r\n"s);
   EXPECT_EQ("5", text("v"));
   EXPECT_EQ(6, number("w"));
   EXPECT_EQ(9, number("z"));

@@ -108,22 +108,40 @@ TEST(RegFile, Utf16WithItsMarkMeansTheSameAsUtf8) {
 }
 
 TEST(RegFile, TextOutsideAsciiIsUtf8) {
-  EXPECT_EQ(platform::registry_text(std::u16string(u"\u30D7\0", 2)), value_of("\"n\"=\"\xE3\x83\x97\"").data);
+  EXPECT_EQ(platform::registry_text(std::u16string(u"\u30D7\0", 2)),
+            value_of("\"n\"=\"\xE3\x83\x97\"").data);
 }
 
 TEST(RegFile, AFileOfAnotherKindIsRefusedAtItsFirstLine) {
   EXPECT_EQ(1U, bad_line("REGEDIT4\r\n"));
   EXPECT_EQ(1U, bad_line(""));
-  EXPECT_EQ(1U, bad_line("\x7F" "ELF"));
+  EXPECT_EQ(1U, bad_line("\x7F"
+                         "ELF"));
 }
 
 TEST(RegFile, MalformedLineIsNamed) {
   EXPECT_EQ(4U, bad_value("nonsense"));
-  for (const char* line :
-       {"\"n\"", "\"n\"=", "\"n\"=\"t", "\"n\"=\"t\" x", "\"n\"=\"a\\nb\"", "\"n=1", "\"n\"=dword:",
-        "\"n\"=dword:123456789", "\"n\"=dword:12x", "\"n\"=hex", "\"n\"=hex:0g", "\"n\"=hex:012",
-        "\"n\"=hex:01 02", "\"n\"=hex(:01", "\"n\"=hex():01", "\"n\"=hex(x):01",
-        "\"n\"=hex(123456789):01", "\"n\"=hex:01,\\ x", "\"n\"=str:x", "@", "[HKEY_LOCAL_MACHINE"}) {
+  for (const char* line : {"\"n\"",
+                           "\"n\"=",
+                           "\"n\"=\"t",
+                           "\"n\"=\"t\" x",
+                           "\"n\"=\"a\\nb\"",
+                           "\"n=1",
+                           "\"n\"=dword:",
+                           "\"n\"=dword:123456789",
+                           "\"n\"=dword:12x",
+                           "\"n\"=hex",
+                           "\"n\"=hex:0g",
+                           "\"n\"=hex:012",
+                           "\"n\"=hex:01 02",
+                           "\"n\"=hex(:01",
+                           "\"n\"=hex():01",
+                           "\"n\"=hex(x):01",
+                           "\"n\"=hex(123456789):01",
+                           "\"n\"=hex:01,\\ x",
+                           "\"n\"=str:x",
+                           "@",
+                           "[HKEY_LOCAL_MACHINE"}) {
     EXPECT_EQ(4U, bad_value(line)) << line;
   }
 }
@@ -154,9 +172,10 @@ TEST(RegFile, NulCharacterBrokenUtf8AndTooLongLinesAreRefused) {
 
 TEST(RegFile, NoBytesAreTooStrangeToRead) {
   std::minstd_rand random(7);
-  const std::string sound = header +
-                            "[HKEY_LOCAL_MACHINE\\Software\\X]\r\n\"n\"=hex(7):61,00,\\\r\n  00,00\r\n"
-                            "@=\"t\"\r\n\"d\"=dword:1\r\n[-HKEY_CURRENT_USER\\Y]\r\n";
+  const std::string sound =
+      header +
+      "[HKEY_LOCAL_MACHINE\\Software\\X]\r\n\"n\"=hex(7):61,00,\\\r\n  00,00\r\n"
+      "@=\"t\"\r\n\"d\"=dword:1\r\n[-HKEY_CURRENT_USER\\Y]\r\n";
   size_t refused = 0;
   for (int round = 0; round < 4000; ++round) {
     std::string text = sound;

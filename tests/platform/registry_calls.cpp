@@ -136,13 +136,11 @@ TEST_F(RegistryCalls, ClosingANullKeyIsAnErrorAndClosingAPredefinedOneIsNot) {
 TEST_F(RegistryCalls, CreationTellsNewFromExisting) {
   Key first, second;
   DWORD disposition = 0;
-  EXPECT_EQ(ERROR_SUCCESS,
-            RegCreateKeyExA(HKEY_LOCAL_MACHINE, root, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                            first.out(), &disposition));
+  EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyExA(HKEY_LOCAL_MACHINE, root, 0, nullptr, 0, KEY_ALL_ACCESS,
+                                           nullptr, first.out(), &disposition));
   EXPECT_EQ(DWORD{REG_CREATED_NEW_KEY}, disposition);
-  EXPECT_EQ(ERROR_SUCCESS,
-            RegCreateKeyExA(HKEY_LOCAL_MACHINE, root, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                            second.out(), &disposition));
+  EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyExA(HKEY_LOCAL_MACHINE, root, 0, nullptr, 0, KEY_ALL_ACCESS,
+                                           nullptr, second.out(), &disposition));
   EXPECT_EQ(DWORD{REG_OPENED_EXISTING_KEY}, disposition);
 }
 
@@ -264,8 +262,8 @@ std::vector<std::string> names_of(const Key& key) {
   for (DWORD index = 0;; ++index) {
     std::string name(260, '#');
     DWORD length = 260;
-    const LONG result = RegEnumKeyExA(key.get(), index, name.data(), &length, nullptr, nullptr,
-                                      nullptr, nullptr);
+    const LONG result =
+        RegEnumKeyExA(key.get(), index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
     if (result != ERROR_SUCCESS) {
       EXPECT_EQ(ERROR_NO_MORE_ITEMS, result);
       return names;
@@ -292,8 +290,8 @@ TEST_F(RegistryCalls, ListedNameNeedsRoomForItsTerminator) {
   for (const DWORD capacity : {0U, 4U, 5U}) {
     char name[16] = "###############";
     DWORD length = static_cast<DWORD>(capacity);
-    EXPECT_EQ(ERROR_MORE_DATA, RegEnumKeyExA(key.get(), 0, name, &length, nullptr, nullptr,
-                                             nullptr, nullptr));
+    EXPECT_EQ(ERROR_MORE_DATA,
+              RegEnumKeyExA(key.get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr));
     EXPECT_EQ('#', name[0]);
   }
   char name[16] = "###############";

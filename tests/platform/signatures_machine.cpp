@@ -21,13 +21,13 @@ static_assert(is<decltype(&RegOpenKeyExA), LONG(WINAPI*)(HKEY, LPCSTR, DWORD, RE
 static_assert(is<decltype(&RegCloseKey), LONG(WINAPI*)(HKEY)>);
 static_assert(is<decltype(&RegQueryValueExA),
                  LONG(WINAPI*)(HKEY, LPCSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD)>);
-static_assert(is<decltype(&RegEnumKeyExA), LONG(WINAPI*)(HKEY, DWORD, LPSTR, LPDWORD, LPDWORD,
-                                                         LPSTR, LPDWORD, FILETIME*)>);
-static_assert(is<decltype(&RegCreateKeyExA),
-                 LONG(WINAPI*)(HKEY, LPCSTR, DWORD, LPSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES,
-                               PHKEY, LPDWORD)>);
-static_assert(is<decltype(&RegSetValueExA),
-                 LONG(WINAPI*)(HKEY, LPCSTR, DWORD, DWORD, const BYTE*, DWORD)>);
+static_assert(is<decltype(&RegEnumKeyExA),
+                 LONG(WINAPI*)(HKEY, DWORD, LPSTR, LPDWORD, LPDWORD, LPSTR, LPDWORD, FILETIME*)>);
+static_assert(
+    is<decltype(&RegCreateKeyExA), LONG(WINAPI*)(HKEY, LPCSTR, DWORD, LPSTR, DWORD, REGSAM,
+                                                 LPSECURITY_ATTRIBUTES, PHKEY, LPDWORD)>);
+static_assert(
+    is<decltype(&RegSetValueExA), LONG(WINAPI*)(HKEY, LPCSTR, DWORD, DWORD, const BYTE*, DWORD)>);
 static_assert(is<decltype(&RegDeleteValueA), LONG(WINAPI*)(HKEY, LPCSTR)>);
 static_assert(is<decltype(&RegDeleteKeyExA), LONG(WINAPI*)(HKEY, LPCSTR, REGSAM, DWORD)>);
 static_assert(is<decltype(&RegDeleteTreeA), LONG(WINAPI*)(HKEY, LPCSTR)>);
@@ -38,17 +38,16 @@ static_assert(is<decltype(&GetPrivateProfileStringA),
                  DWORD(WINAPI*)(LPCSTR, LPCSTR, LPCSTR, LPSTR, DWORD, LPCSTR)>);
 
 // Files.
-static_assert(is<decltype(&CreateFileA), HANDLE(WINAPI*)(LPCSTR, DWORD, DWORD,
-                                                         LPSECURITY_ATTRIBUTES, DWORD, DWORD,
-                                                         HANDLE)>);
 static_assert(
-    is<decltype(&ReadFile), BOOL(WINAPI*)(HANDLE, LPVOID, DWORD, LPDWORD, LPOVERLAPPED)>);
+    is<decltype(&CreateFileA),
+       HANDLE(WINAPI*)(LPCSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)>);
+static_assert(is<decltype(&ReadFile), BOOL(WINAPI*)(HANDLE, LPVOID, DWORD, LPDWORD, LPOVERLAPPED)>);
 static_assert(
     is<decltype(&WriteFile), BOOL(WINAPI*)(HANDLE, LPCVOID, DWORD, LPDWORD, LPOVERLAPPED)>);
 static_assert(is<decltype(&SetFilePointer), DWORD(WINAPI*)(HANDLE, LONG, PLONG, DWORD)>);
 static_assert(is<decltype(&SetEndOfFile), BOOL(WINAPI*)(HANDLE)>);
-static_assert(is<decltype(&GetFileInformationByHandle),
-                 BOOL(WINAPI*)(HANDLE, LPBY_HANDLE_FILE_INFORMATION)>);
+static_assert(
+    is<decltype(&GetFileInformationByHandle), BOOL(WINAPI*)(HANDLE, LPBY_HANDLE_FILE_INFORMATION)>);
 static_assert(is<decltype(&GetFileSize), DWORD(WINAPI*)(HANDLE, LPDWORD)>);
 static_assert(is<decltype(&GetFileSizeEx), BOOL(WINAPI*)(HANDLE, LARGE_INTEGER*)>);
 static_assert(is<decltype(&DeleteFileA), BOOL(WINAPI*)(LPCSTR)>);
@@ -58,8 +57,8 @@ static_assert(is<decltype(&RemoveDirectoryA), BOOL(WINAPI*)(LPCSTR)>);
 static_assert(is<decltype(&GetFileAttributesA), DWORD(WINAPI*)(LPCSTR)>);
 
 // Text.
-static_assert(is<decltype(&MultiByteToWideChar),
-                 int(WINAPI*)(UINT, DWORD, LPCCH, int, LPWSTR, int)>);
+static_assert(
+    is<decltype(&MultiByteToWideChar), int(WINAPI*)(UINT, DWORD, LPCCH, int, LPWSTR, int)>);
 static_assert(is<decltype(&WideCharToMultiByte),
                  int(WINAPI*)(UINT, DWORD, LPCWCH, int, LPSTR, int, LPCCH, LPBOOL)>);
 static_assert(is<decltype(&GetACP), UINT(WINAPI*)()>);
@@ -72,8 +71,8 @@ static_assert(is<decltype(&EnumPrintersA),
 static_assert(is<decltype(&OpenPrinterA), BOOL(WINAPI*)(LPSTR, LPHANDLE, LPPRINTER_DEFAULTSA)>);
 static_assert(is<decltype(&ClosePrinter), BOOL(WINAPI*)(HANDLE)>);
 static_assert(is<decltype(&GetPrinterA), BOOL(WINAPI*)(HANDLE, DWORD, LPBYTE, DWORD, LPDWORD)>);
-static_assert(is<decltype(&GetPrinterDriverA),
-                 BOOL(WINAPI*)(HANDLE, LPSTR, DWORD, LPBYTE, DWORD, LPDWORD)>);
+static_assert(
+    is<decltype(&GetPrinterDriverA), BOOL(WINAPI*)(HANDLE, LPSTR, DWORD, LPBYTE, DWORD, LPDWORD)>);
 static_assert(is<decltype(&GetPrinterDataExA),
                  DWORD(WINAPI*)(HANDLE, LPCSTR, LPCSTR, LPDWORD, LPBYTE, DWORD, LPDWORD)>);
 static_assert(is<decltype(&WNetGetConnectionA), DWORD(WINAPI*)(LPCSTR, LPSTR, LPDWORD)>);
@@ -88,7 +87,7 @@ static_assert(offsetof(PRINTER_INFO_2A, AveragePPM) == 132);
 static_assert(sizeof(PRINTER_INFO_4A) == 24);
 static_assert(offsetof(PRINTER_INFO_4A, Attributes) == 16);
 static_assert(sizeof(PRINTER_DEFAULTSA) == 24);
-static_assert(sizeof(DRIVER_INFO_6A) == 136 + 16 || sizeof(DRIVER_INFO_6A) == 136);
+static_assert(sizeof(DRIVER_INFO_6A) == 136);
 static_assert(offsetof(DRIVER_INFO_6A, pName) == 8);
 static_assert(offsetof(DRIVER_INFO_6A, pDriverPath) == 24);
 static_assert(offsetof(DRIVER_INFO_6A, pDependentFiles) == 56);
@@ -124,8 +123,10 @@ static_assert(ERROR_BIDI_SCHEMA_NOT_SUPPORTED == 13005 && ERROR_BIDI_NOT_SUPPORT
 
 // The predefined keys are sign-extended 32-bit values.
 TEST(MachineSignatures, PredefinedKeysHaveTheirValues) {
-  EXPECT_EQ(static_cast<ULONG_PTR>(0xFFFFFFFF80000002), reinterpret_cast<ULONG_PTR>(HKEY_LOCAL_MACHINE));
-  EXPECT_EQ(static_cast<ULONG_PTR>(0xFFFFFFFF80000001), reinterpret_cast<ULONG_PTR>(HKEY_CURRENT_USER));
+  EXPECT_EQ(static_cast<ULONG_PTR>(0xFFFFFFFF80000002),
+            reinterpret_cast<ULONG_PTR>(HKEY_LOCAL_MACHINE));
+  EXPECT_EQ(static_cast<ULONG_PTR>(0xFFFFFFFF80000001),
+            reinterpret_cast<ULONG_PTR>(HKEY_CURRENT_USER));
 }
 
 }  // namespace

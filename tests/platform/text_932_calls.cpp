@@ -14,8 +14,8 @@ class Text932Calls : public own_machine::MachineTest {
 
 Wide widened(std::string_view bytes) {
   WCHAR wide[64] = {};
-  const int count = MultiByteToWideChar(CP_ACP, 0, bytes.data(), static_cast<int>(bytes.size()),
-                                        wide, 64);
+  const int count =
+      MultiByteToWideChar(CP_ACP, 0, bytes.data(), static_cast<int>(bytes.size()), wide, 64);
   return Wide(wide, static_cast<size_t>(count));
 }
 
@@ -40,7 +40,8 @@ TEST_F(Text932Calls, LeadBytesAre81To9FAndE0ToFC) {
 }
 
 TEST_F(Text932Calls, PairsBecomeOneCharacter) {
-  EXPECT_EQ(Wide(TEXT("\u3042b")), widened("\x82\xA0" "b"));
+  EXPECT_EQ(Wide(TEXT("\u3042b")), widened("\x82\xA0"
+                                           "b"));
   EXPECT_EQ(Wide(TEXT("\u30BD")), widened("\x83\x5C")) << "the trail byte is a backslash";
   EXPECT_EQ(Wide(TEXT("\uFF71")), widened("\xB1"));
   EXPECT_EQ(Wide(TEXT("\\~")), widened("\\~"));
@@ -123,8 +124,6 @@ TEST_F(Text932Calls, WideLettersAreRaisedToo) {
   EXPECT_EQ(hex("\x82\x60\x82\x79"), hex(raised("\x82\x81\x82\x9A")));
 }
 
-TEST_F(Text932Calls, LoneLeadByteAtTheEndStays) {
-  EXPECT_EQ(hex("A\x83"), hex(raised("a\x83")));
-}
+TEST_F(Text932Calls, LoneLeadByteAtTheEndStays) { EXPECT_EQ(hex("A\x83"), hex(raised("a\x83"))); }
 
 }  // namespace

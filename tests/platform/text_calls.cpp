@@ -23,8 +23,7 @@ Wide widened(UINT page, std::string_view bytes, int length, DWORD flags = 0) {
 
 std::string narrowed(UINT page, const WCHAR* text, int length) {
   std::string bytes(64, '#');
-  const int count =
-      WideCharToMultiByte(page, 0, text, length, bytes.data(), 64, nullptr, nullptr);
+  const int count = WideCharToMultiByte(page, 0, text, length, bytes.data(), 64, nullptr, nullptr);
   EXPECT_EQ(count, WideCharToMultiByte(page, 0, text, length, nullptr, 0, nullptr, nullptr));
   EXPECT_EQ('#', bytes[static_cast<size_t>(count)]);
   return bytes.substr(0, static_cast<size_t>(count));
@@ -106,7 +105,10 @@ TEST_F(TextCalls, Utf8GoesBothWaysUpToTheLastPlane) {
 }
 
 TEST_F(TextCalls, IllFormedUtf8BecomesReplacementCharacters) {
-  EXPECT_EQ(Wide(TEXT("a\uFFFDb")), widened(CP_UTF8, "a\xFF" "b", 3));
+  EXPECT_EQ(Wide(TEXT("a\uFFFDb")), widened(CP_UTF8,
+                                            "a\xFF"
+                                            "b",
+                                            3));
   EXPECT_EQ(Wide(TEXT("\uFFFD\uFFFD")), widened(CP_UTF8, "\xC0\xAF", 2));
   const Wide lone = {WCHAR{0xD800}, WCHAR{'x'}};
   EXPECT_EQ("\xEF\xBF\xBDx", narrowed(CP_UTF8, lone.c_str(), 2));

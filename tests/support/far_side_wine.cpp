@@ -12,6 +12,7 @@ namespace {
 struct Double {
   doubles::BidiDoubleEnter* enter = nullptr;
   doubles::BidiDoubleLeave* leave = nullptr;
+  doubles::BidiDoubleRegister* register_server = nullptr;
 };
 
 // A GetProcAddress result as the function that it is.
@@ -51,36 +52,10 @@ const Double& bidi_double() {
       give_up("loading " + path + ": error " + std::to_string(GetLastError()));
     }
     return Double{entry_of<doubles::BidiDoubleEnter>(module, doubles::bidi_double_enter),
-                  entry_of<doubles::BidiDoubleLeave>(module, doubles::bidi_double_leave)};
+                  entry_of<doubles::BidiDoubleLeave>(module, doubles::bidi_double_leave),
+                  entry_of<doubles::BidiDoubleRegister>(module, doubles::bidi_double_register)};
   }();
   return loaded;
-}
-
-void set_text(HKEY key, const char* name, const std::string& text) {
-  const LONG result =
-      RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                     static_cast<DWORD>(text.size() + 1));
-  if (result != ERROR_SUCCESS) {
-    give_up("registering the bidi double: error " + std::to_string(result));
-  }
-}
-
-void register_bidi_double() {
-  const std::string path = double_path();
-  for (const char* clsid :
-       {"{2A614240-A4C5-4C33-BD87-1BC709331639}", "{B9162A23-45F9-47CC-80F5-FE0FE9B9E1A2}",
-        "{FC5B8A24-DB05-4A01-8388-22EDF6C2BBBA}"}) {
-    const std::string name = std::string("Software\\Classes\\CLSID\\") + clsid + "\\InprocServer32";
-    HKEY key = nullptr;
-    const LONG result = RegCreateKeyExA(HKEY_LOCAL_MACHINE, name.c_str(), 0, nullptr, 0,
-                                        KEY_ALL_ACCESS, nullptr, &key, nullptr);
-    if (result != ERROR_SUCCESS) {
-      give_up("registering the bidi double: error " + std::to_string(result));
-    }
-    set_text(key, nullptr, path);
-    set_text(key, "ThreadingModel", "Both");
-    RegCloseKey(key);
-  }
 }
 
 // A system library that this program has from its own folder is a double.
@@ -113,7 +88,11 @@ bool serves(Feature feature) {
   return false;
 }
 
-void reset_system() { register_bidi_double(); }
+void reset_system() {
+  if (FAILED(bidi_double().register_server())) {
+    give_up("the bidi double can't be registered");
+  }
+}
 
 void with_monitor(platform::FunctionRef<void(simulator::PortMonitor&)> work) {
   const Double& loaded = bidi_double();

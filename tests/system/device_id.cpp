@@ -167,7 +167,8 @@ TEST_F(DeviceId, OddAnswersOfTheSpoolerAreTakenWithCare) {
     trouble.rows[u"\\Printer.VELNO_SCHEMA:GetDeviceID"] = each.answer;
     far_side::set_trouble(trouble);
     EXPECT_EQ(provider().DeviceId(1, kLaser), each.code) << each.name;
-    if (each.code == 0) EXPECT_EQ(provider().Take().data, bytes_of("abc")) << each.name;
+    if (each.code != 0) continue;
+    EXPECT_EQ(provider().Take().data, bytes_of("abc")) << each.name;
   }
   far_side::set_trouble({});
   ExpectNothingQueued();

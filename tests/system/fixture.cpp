@@ -11,9 +11,9 @@ namespace {
 constexpr std::uint32_t kMarkerId = 0x4D41524B;
 constexpr const char* kMarker = "Marker printer";
 
-std::string NumberedLine(const char* format, std::size_t number, std::uint32_t value) {
+std::string NumberedLine(const char* key, std::size_t number, std::uint32_t value) {
   char line[64];
-  std::snprintf(line, sizeof(line), format, static_cast<unsigned>(number), value);
+  std::snprintf(line, sizeof(line), "%s%02u=0x%X\n", key, static_cast<unsigned>(number), value);
   return line;
 }
 
@@ -29,8 +29,8 @@ std::string WithoutHead(const std::string& line) {
 std::string ProfileLines(const std::vector<Channel>& channels, const std::string& more) {
   std::string lines;
   for (std::size_t n = 0; n < channels.size(); ++n) {
-    lines += NumberedLine("LPT_Channel%02u=0x%08X\n", n, channels[n].kind);
-    lines += NumberedLine("LPT_ChnlMode%02u=0x%X\n", n, channels[n].mode);
+    lines += NumberedLine("LPT_Channel", n, channels[n].kind);
+    lines += NumberedLine("LPT_ChnlMode", n, channels[n].mode);
   }
   return lines + more;
 }

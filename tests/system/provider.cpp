@@ -16,8 +16,6 @@ constexpr std::size_t kNameRoom = 320;
 
 }  // namespace
 
-const char* LibraryFile() { return VLP_LIBRARY_FILE; }
-
 Provider::Provider() : module_(LoadLibraryA(LibraryFile())) {
   if (module_ == nullptr) {
     ADD_FAILURE() << LibraryFile() << " can't be loaded: error " << GetLastError();

@@ -14,14 +14,12 @@
 
 #include "include/vlpbidi.h"
 #include "tests/support/far_side.h"
+#include "tests/system/library.h"
 
 namespace system_test {
 
 using far_side::Bytes;
 using far_side::bytes_of;
-
-// Where the library lies that these tests were built for.
-const char* LibraryFile();
 
 // What GetResult gave.
 struct Result {

@@ -85,13 +85,20 @@ class FloorsTest(unittest.TestCase):
                      "monitor/main.h": '#include <vlpbidi.h>\n#include "support/text.h"\n'},
                     "monitor/main.h:2: monitor may not include support")
 
-    def test_the_system_tests_reach_the_layer_only_in_their_native_twin(self):
-        files = {"tests/README.md": "", "tests/system/README.md": ""}
-        self.assertEqual(
-            self.check({**files, "tests/system/world_native.h": '#include "platform/call.h"\n'}), "")
-        self.demand({**files, "tests/system/world.h": '#include "platform/call.h"\n'
-                                                      '#include "diag/log.h"\n'},
-                    "tests/system may not include platform", "tests/system may not include diag")
+    def test_the_system_tests_may_use_the_layer_but_no_product_code(self):
+        self.demand({"tests/README.md": "", "tests/system/README.md": "",
+                     "tests/system/world.h": '#include "platform/call.h"\n'
+                                             '#include "diag/log.h"\n'},
+                    "tests/system/world.h:2: tests/system may not include diag")
+
+    def test_a_native_twin_may_write_files_and_still_have_no_thread(self):
+        tree = {"tests/README.md": "", "tests/diag/README.md": "",
+                "tests/diag/CMakeLists.txt": "vlp_test(diag SOURCES world_native.cpp world.cpp)\n"}
+        text = "#include <fstream>\nstd::ofstream f;\n"
+        self.assertEqual(self.check({**tree, "tests/diag/world_native.cpp": text}), "")
+        self.demand({**tree, "tests/diag/world_native.cpp": text + "std::mutex m;\n"},
+                    "tests/diag/world_native.cpp:3: std::mutex")
+        self.demand({**tree, "tests/diag/world.cpp": text}, "<fstream>", "std::ofstream")
 
     def test_an_include_relative_to_its_file_is_found(self):
         self.demand({"diag/near.h": '#include "../support/text.h"\n'},
@@ -156,6 +163,13 @@ class FloorsTest(unittest.TestCase):
             "platform/wait.cpp": "int a;\n",
             "platform/waits.cmake": "target_sources(p PRIVATE ${CMAKE_CURRENT_LIST_DIR}/wait.cpp)\n"
         }), "")
+
+    def test_a_source_may_be_named_by_a_loop_over_its_subject(self):
+        tree = {"platform/CMakeLists.txt": "foreach(s file text)\n"
+                                           "  add_executable(t_${s} ${s}_calls.cpp)\nendforeach()\n"}
+        self.assertEqual(self.check({**tree, "platform/file_calls.cpp": "int a;\n"}), "")
+        self.demand({**tree, "platform/file_answers.cpp": "int a;\n"},
+                    "platform/file_answers.cpp:1: no CMakeLists.txt names this file")
 
     def test_a_folder_without_a_readme_is_found(self):
         self.demand({"bidi/bridge.h": "int a;\n"}, "bidi:0: has no README.md")

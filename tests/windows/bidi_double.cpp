@@ -12,6 +12,7 @@
 
 namespace {
 
+HINSTANCE this_module = nullptr;
 CRITICAL_SECTION monitor_lock;
 simulator::PortMonitor* monitor = nullptr;  // lives from attach to the process's end
 
@@ -55,7 +56,7 @@ void plug_described(const std::string& folder, const std::string& port) {
     platform::with_port_monitor([&](simulator::PortMonitor& target) {
       if (!options) {
         target.breach(std::string(entry.cFileName) + ": " + error);
-      } else if (options->port == port && !target.plugged(port)) {
+      } else if (lstrcmpiA(options->port.c_str(), port.c_str()) == 0 && !target.plugged(port)) {
         target.plug(*options);
       }
     });
@@ -105,6 +106,23 @@ constexpr CLSID container_class{
 Factory factories[] = {Factory(spl_class), Factory(request_class), Factory(container_class)};
 const CLSID factory_classes[] = {spl_class, request_class, container_class};
 
+bool set_text(HKEY key, const char* name, const std::string& text) {
+  return RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                        static_cast<DWORD>(text.size() + 1)) == ERROR_SUCCESS;
+}
+
+bool register_class(const char* clsid, const std::string& file) {
+  const std::string path = std::string("Software\\Classes\\CLSID\\") + clsid + "\\InprocServer32";
+  HKEY key = nullptr;
+  if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                      &key, nullptr) != ERROR_SUCCESS) {
+    return false;
+  }
+  const bool done = set_text(key, nullptr, file) && set_text(key, "ThreadingModel", "Both");
+  RegCloseKey(key);
+  return done;
+}
+
 }  // namespace
 
 namespace platform {
@@ -152,6 +170,23 @@ extern "C" HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** o
 // The record of what was seen has to outlive the objects.
 extern "C" HRESULT WINAPI DllCanUnloadNow() { return S_FALSE; }
 
+// Makes this file the server of the three classes: for regsvr32, and for the far side.
+extern "C" HRESULT WINAPI DllRegisterServer() {
+  char file[MAX_PATH] = "";
+  const DWORD length = GetModuleFileNameA(this_module, file, sizeof file);
+  if (length == 0 || length >= sizeof file) {
+    return E_FAIL;
+  }
+  for (const char* clsid :
+       {"{2A614240-A4C5-4C33-BD87-1BC709331639}", "{B9162A23-45F9-47CC-80F5-FE0FE9B9E1A2}",
+        "{FC5B8A24-DB05-4A01-8388-22EDF6C2BBBA}"}) {
+    if (!register_class(clsid, file)) {
+      return E_FAIL;
+    }
+  }
+  return S_OK;
+}
+
 extern "C" simulator::PortMonitor* BidiDoubleEnter() {
   EnterCriticalSection(&monitor_lock);
   return monitor;
@@ -159,8 +194,9 @@ extern "C" simulator::PortMonitor* BidiDoubleEnter() {
 
 extern "C" void BidiDoubleLeave() { LeaveCriticalSection(&monitor_lock); }
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
   if (reason == DLL_PROCESS_ATTACH) {
+    this_module = module;
     InitializeCriticalSection(&monitor_lock);
     monitor = new (std::nothrow) simulator::PortMonitor;
     return monitor != nullptr ? TRUE : FALSE;

@@ -13,6 +13,9 @@ inline constexpr const char* bidi_double_file = "bidi_double.dll";
 // same thread. In between the thread mustn't block.
 using BidiDoubleEnter = simulator::PortMonitor*();
 using BidiDoubleLeave = void();
+// Makes the file from which it was loaded the server of the three classes; an HRESULT.
+using BidiDoubleRegister = long();
+inline constexpr const char* bidi_double_register = "DllRegisterServer";
 inline constexpr const char* bidi_double_enter = "BidiDoubleEnter";
 inline constexpr const char* bidi_double_leave = "BidiDoubleLeave";
 

@@ -1,0 +1,152 @@
+// Loading while calls or memory fail, and the order of what it asks.
+
+#include "platform/faults.h"
+#include "platform/machine.h"
+#include "provider/log_settings_reader.h"
+#include "provider/operations.h"
+#include "tests/provider/provider_fixture.h"
+#include "tests/support/virtual_time.h"
+
+namespace vlp {
+namespace {
+
+using provider_test::ProviderTest;
+
+class AttachFault : public ProviderTest {
+ protected:
+  void TearDown() override {
+    platform::clear_faults();
+    ProviderTest::TearDown();
+  }
+};
+
+TEST_F(AttachFault, OfTheKeyLeavesTheSettingsEmpty) {
+  far_side::set_log({.flag = 1, .path = "C:\\log\\", .max_size = 5});
+  platform::fail_call("RegOpenKeyExA", 1, ERROR_ACCESS_DENIED);
+  const LogSettings settings = ReadLogSettings();
+  EXPECT_EQ(1u, platform::faults_met());
+  EXPECT_EQ(0u, settings.logFlag);
+  EXPECT_EQ(std::nullopt, settings.logPath);
+  EXPECT_EQ(0u, settings.maxLogSize);
+  EXPECT_GE(settings.osMajorVersion, 5u);
+}
+
+TEST_F(AttachFault, OfAMissingKeyLeavesTheSettingsEmptyAndAttaches) {
+  platform::reset_machine();
+  ProviderAttach();
+  ASSERT_NE(nullptr, CurrentContext());
+  EXPECT_EQ(0u, CurrentContext()->settings->logFlag);
+  EXPECT_EQ(std::nullopt, CurrentContext()->settings->logPath);
+}
+
+TEST_F(AttachFault, OfTheSixtyFourBitViewDoesntMatter) {
+  platform::reset_machine();
+  platform::set_registry_number("HKEY_LOCAL_MACHINE\\Software\\VELNO\\VLPrinter4\\LogEnv",
+                                "Bidi_LogFlag", 7);
+  EXPECT_EQ(0u, ReadLogSettings().logFlag);
+}
+
+TEST_F(AttachFault, OfEachValueLeavesTheOthers) {
+  far_side::set_log({.flag = 1, .path = "C:\\log\\", .max_size = 5, .debug_max_size = 6});
+  for (unsigned nth = 1; nth <= 4; ++nth) {
+    SCOPED_TRACE(nth);
+    platform::fail_call("RegQueryValueExA", nth, ERROR_ACCESS_DENIED);
+    const LogSettings settings = ReadLogSettings();
+    EXPECT_EQ(1u, platform::faults_met());
+    platform::clear_faults();
+    // Flag, path, the general size, the own size: in this order.
+    EXPECT_EQ(nth == 1 ? 0u : 1u, settings.logFlag);
+    EXPECT_EQ(nth != 2, settings.logPath.has_value());
+    EXPECT_EQ(nth == 4 ? 6u : 5u, settings.maxLogSize);
+  }
+}
+
+TEST_F(AttachFault, OfTheVersionLeavesItsNumbersZero) {
+  platform::fail_call("GetVersionExA", 1, ERROR_INSUFFICIENT_BUFFER);
+  const LogSettings settings = ReadLogSettings();
+  EXPECT_EQ(1u, platform::faults_met());
+  EXPECT_EQ(0u, settings.osMajorVersion);
+  EXPECT_EQ(0u, settings.osMinorVersion);
+  EXPECT_EQ(0u, settings.servicePackMajor);
+}
+
+TEST_F(AttachFault, OfTheQueuesEventStillAttaches) {
+  test::run_virtual_parallel([] {
+    platform::fail_call("CreateEventA", 1, ERROR_NOT_ENOUGH_MEMORY);
+    ProviderAttach();
+    EXPECT_EQ(1u, platform::faults_met());
+    platform::clear_faults();
+    EXPECT_EQ(0, Table().GetDeviceID(1, "Printer"));
+    EXPECT_EQ(1u, Take().id);
+    EXPECT_EQ(0, Table().Terminate());
+    ProviderDetach(false);
+  });
+}
+
+TEST_F(AttachFault, AsksInOrderAndStartsNoThread) {
+  platform::watch_calls();
+  ProviderAttach();
+  std::vector<std::string> calls;
+  for (const std::string& line : platform::call_trace()) {
+    const std::string call = line.substr(line.find(' ') + 1);
+    if (call.rfind("Reg", 0) == 0 || call == "GetVersionExA" || call == "CreateEventA") {
+      calls.push_back(call);
+    }
+  }
+  EXPECT_EQ((std::vector<std::string>{"RegOpenKeyExA", "RegQueryValueExA", "RegQueryValueExA",
+                                      "RegQueryValueExA", "RegQueryValueExA", "RegCloseKey",
+                                      "GetVersionExA", "CreateEventA"}),
+            calls);
+  EXPECT_EQ(0u, platform::calls_of("CreateThread"));
+  EXPECT_EQ(0u, platform::calls_of("CoInitializeEx"));
+}
+
+TEST_F(AttachFault, OfMemoryLeavesAnUnattachedLibraryAndNothingElse) {
+  for (unsigned nth = 1;; ++nth) {
+    SCOPED_TRACE(nth);
+    bool met = false;
+    test::run_virtual_parallel([&] {
+      platform::fail_call("operator new", nth, ERROR_NOT_ENOUGH_MEMORY);
+      {
+        const platform::UnderTest tested;
+        ProviderAttach();
+      }
+      met = platform::faults_met() != 0;
+      platform::clear_faults();
+      EXPECT_EQ(met, CurrentContext() == nullptr);
+      if (met) {
+        EXPECT_EQ(VLPER_NOTSUPPORT, MakeProviderTable().GetDeviceID(1, "Printer"));
+        ProviderAttach();  // and a later try is good
+      }
+      EXPECT_NE(nullptr, CurrentContext());
+      ProviderDetach(false);
+    });
+    if (!met) {
+      EXPECT_GT(nth, 3u);
+      break;
+    }
+  }
+}
+
+TEST_F(AttachFault, AttachAndDetachLeaveNothing) {
+  test::run_virtual_schedules(10, [] {
+    for (int turn = 0; turn < 3; ++turn) {
+      ProviderAttach();
+      EXPECT_EQ(0, Table().GetDeviceID(1, "Printer"));
+      ProviderDetach(false);
+      EXPECT_EQ(far_side::LiveObjects{}, far_side::live_objects());
+    }
+  });
+}
+
+TEST_F(AttachFault, DetachAtTheEndOfTheProcessCallsNothing) {
+  ProviderAttach();
+  EXPECT_EQ(0, Table().GetDeviceID(1, "Printer"));
+  platform::watch_calls();
+  ProviderDetach(true);
+  EXPECT_EQ(std::vector<std::string>{}, platform::call_trace());
+  platform::clear_faults();
+}
+
+}  // namespace
+}  // namespace vlp
