@@ -53,13 +53,20 @@ void AddTimes(Line& line, const char* sign, const std::uint32_t* time, const std
   }
 }
 
+// With the high part, so that a file beyond 4 GiB isn't begun anew.
+bool MoveToEnd(HANDLE file) {
+  LONG high = 0;
+  SetLastError(ERROR_SUCCESS);
+  return SetFilePointer(file, 0, &high, FILE_END) != INVALID_SET_FILE_POINTER ||
+         GetLastError() == ERROR_SUCCESS;
+}
+
 std::int32_t AppendToFile(const DbgLog& log, const void* bytes, std::uint32_t size) {
   if (log.fileName.empty() || size == 0) return 0;
   const FileHandle file(CreateFileA(log.fileName.c_str(), GENERIC_READ | GENERIC_WRITE,
                                     FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-  if (!file) return 0;
-  SetFilePointer(file.Get(), 0, nullptr, FILE_END);
+  if (!file || !MoveToEnd(file.Get())) return 0;
   DWORD written = 0;
   const bool whole =
       WriteFile(file.Get(), bytes, size, &written, nullptr) != FALSE && written == size;

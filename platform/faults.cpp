@@ -11,9 +11,9 @@ namespace platform {
 namespace {
 
 struct Fault {
-  std::string name;      // empty: any
-  bool allocations;      // any name: allocations too
-  unsigned left;         // calls to go until it fails
+  std::string name;  // empty: any
+  bool allocations;  // any name: allocations too
+  unsigned left;     // calls to go until it fails
   bool from_then_on;
   DWORD error;
 };

@@ -1,8 +1,8 @@
 #pragma once
 
 // Makes calls fail on purpose. Names are those of the calls ("CreateEventA"); memory
-// allocation is "operator new". Calls that the ledger says cannot fail never do; waits fail once, never from then on;
-// closes report failure but still close.
+// allocation is "operator new". Calls that the ledger says cannot fail never do; waits fail once,
+// never from then on; closes report failure but still close.
 
 #include <windef.h>
 

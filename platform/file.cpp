@@ -26,7 +26,7 @@ constexpr int most_tries = 100;
 // An open file. Position and size are the host's.
 class FileObject final : public Object {
  public:
-  static constexpr const char* kKind = "file";
+  static constexpr char kKind[] = "file";
   FileObject(Descriptor descriptor, const FileRights& access)
       : Object(kKind), descriptor_(std::move(descriptor)), access_(access) {}
 

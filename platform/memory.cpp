@@ -38,8 +38,8 @@ void* allocate_for(const Call& call, UINT flags, SIZE_T size) {
 }  // namespace platform
 
 using platform::Call;
-using platform::Fails;
 using platform::fail_with;
+using platform::Fails;
 
 HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T size) {
   const Call call("LocalAlloc");

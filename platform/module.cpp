@@ -176,11 +176,3 @@ DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size) {
   }
   return platform::copy_name(path, name, size);
 }
-
-BOOL WINAPI DisableThreadLibraryCalls(HMODULE module) {
-  const Call call("DisableThreadLibraryCalls");
-  if (call.fault()) return fail_with(*call.fault());
-  // Modules hear of no threads here, so there is nothing to switch off.
-  const platform::LoaderLock lock;
-  return platform::is_module(module) ? TRUE : fail_with(ERROR_MOD_NOT_FOUND);
-}

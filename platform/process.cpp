@@ -22,7 +22,7 @@ namespace platform {
 namespace {
 
 struct Process final : Object {
-  static constexpr const char* kKind = "process";
+  static constexpr char kKind[] = "process";
 
   explicit Process(pid_t process) : Object(kKind), id(process) {}
   bool waitable() const override { return true; }
@@ -31,8 +31,8 @@ struct Process final : Object {
     int status = 0;
     if (!ended && waitpid(id, &status, WNOHANG) == id) {
       ended = true;
-      exit_code = static_cast<DWORD>(WIFEXITED(status) ? WEXITSTATUS(status)
-                                                       : 0x80 + WTERMSIG(status));
+      exit_code =
+          static_cast<DWORD>(WIFEXITED(status) ? WEXITSTATUS(status) : 0x80 + WTERMSIG(status));
     }
     return ended;
   }
@@ -137,8 +137,8 @@ bool start_console_thread() {
 }  // namespace platform
 
 using platform::Call;
-using platform::Fails;
 using platform::fail_with;
+using platform::Fails;
 using platform::StateGuard;
 
 BOOL WINAPI CreateProcessA(LPCSTR application, LPSTR command_line, LPSECURITY_ATTRIBUTES,

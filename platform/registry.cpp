@@ -16,7 +16,7 @@ constexpr size_t longest_value_name = 16383;
 // An open key.
 class KeyObject final : public Object {
  public:
-  static constexpr const char* kKind = "key";
+  static constexpr char kKind[] = "key";
   KeyObject(KeyRef key, REGSAM access) : Object(kKind), key_(std::move(key)), access_(access) {}
 
   const KeyRef& key() const { return key_; }

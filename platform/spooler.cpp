@@ -21,7 +21,7 @@ constexpr std::u16string_view computer_name_path =
 // An open printer, or the server when `printer` is null.
 class PrinterObject final : public Object {
  public:
-  static constexpr const char* kKind = "printer";
+  static constexpr char kKind[] = "printer";
   explicit PrinterObject(KeyRef printer) : Object(kKind), printer_(std::move(printer)) {}
 
   const KeyRef& printer() const { return printer_; }

@@ -18,7 +18,7 @@ namespace platform {
 namespace {
 
 struct Event final : Object {
-  static constexpr const char* kKind = "event";
+  static constexpr char kKind[] = "event";
 
   Event(bool is_manual, bool is_set) : Object(kKind), manual(is_manual), set(is_set) {}
   bool waitable() const override { return true; }
@@ -34,7 +34,7 @@ struct Event final : Object {
 };
 
 struct Mutex final : Object {
-  static constexpr const char* kKind = "mutex";
+  static constexpr char kKind[] = "mutex";
 
   Mutex() : Object(kKind) {}
   bool waitable() const override { return true; }
@@ -288,8 +288,8 @@ void set_event(Object& object) {
 }  // namespace platform
 
 using platform::Call;
-using platform::Fails;
 using platform::fail_with;
+using platform::Fails;
 using platform::StateGuard;
 
 HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manual_reset, BOOL initial_state,
@@ -301,7 +301,8 @@ HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manual_reset, BOOL initia
     const DWORD error = platform::full_name(name, full);
     if (error != ERROR_SUCCESS) return fail_with(error), nullptr;
   }
-  return platform::finish(platform::create_event(full, manual_reset != FALSE, initial_state != FALSE));
+  return platform::finish(
+      platform::create_event(full, manual_reset != FALSE, initial_state != FALSE));
 }
 
 BOOL WINAPI SetEvent(HANDLE event) {
@@ -332,8 +333,7 @@ HANDLE WINAPI CreateMutexA(LPSECURITY_ATTRIBUTES, BOOL initial_owner, LPCSTR nam
     const DWORD error = platform::full_name(name, full);
     if (error != ERROR_SUCCESS) return fail_with(error), nullptr;
   }
-  return platform::finish(
-      platform::create_mutex(full, initial_owner != FALSE, platform::self()));
+  return platform::finish(platform::create_mutex(full, initial_owner != FALSE, platform::self()));
 }
 
 BOOL WINAPI ReleaseMutex(HANDLE mutex) {

@@ -40,9 +40,7 @@ DWORD run(const Start& start, WayOut& out) {
   return start.routine(start.parameter);
 }
 
-void say(Thread& thread, const char* call) {
-  thread.call.store(call, std::memory_order_relaxed);
-}
+void say(Thread& thread, const char* call) { thread.call.store(call, std::memory_order_relaxed); }
 
 bool is_terminated(const Thread& thread) {
   const StateGuard guard;
@@ -101,7 +99,8 @@ bool start_system_thread(Start* start, SIZE_T stack_size) {
   // A size below the default is the SDK's commit size and means nothing here.
   size_t standard = 0;
   pthread_attr_getstacksize(&attributes, &standard);
-  if (stack_size > standard) pthread_attr_setstacksize(&attributes, (stack_size + 4095) & ~SIZE_T{4095});
+  if (stack_size > standard)
+    pthread_attr_setstacksize(&attributes, (stack_size + 4095) & ~SIZE_T{4095});
   pthread_t thread;
   const int error = pthread_create(&thread, &attributes, thread_main, start);
   pthread_attr_destroy(&attributes);
@@ -178,8 +177,8 @@ void leave_thread(DWORD exit_code) {
 }  // namespace platform
 
 using platform::Call;
-using platform::Fails;
 using platform::fail_with;
+using platform::Fails;
 using platform::StateGuard;
 using platform::Thread;
 
@@ -218,7 +217,8 @@ BOOL WINAPI TerminateThread(HANDLE handle, DWORD exit_code) {
   Thread& self = platform::self();
   const StateGuard guard;
   Thread* thread = platform::find_thread(handle);
-  if (thread == nullptr || thread->ended) return fail_with(ERROR_INVALID_HANDLE);
+  if (thread == nullptr) return fail_with(ERROR_INVALID_HANDLE);
+  if (thread->ended) return TRUE;
   if (thread == &self) platform::stop("TerminateThread by a thread on itself is not supplied");
   platform::terminate(*thread, exit_code);
   return TRUE;

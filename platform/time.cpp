@@ -82,14 +82,6 @@ VOID WINAPI GetLocalTime(LPSYSTEMTIME time) {
   *time = platform::system_time(parts, clock.milliseconds);
 }
 
-VOID WINAPI GetSystemTime(LPSYSTEMTIME time) {
-  const Call call("GetSystemTime", Fails::never);
-  const platform::WallClock clock = platform::wall_clock();
-  tm parts{};
-  gmtime_r(&clock.seconds, &parts);
-  *time = platform::system_time(parts, clock.milliseconds);
-}
-
 BOOL WINAPI QueryPerformanceFrequency(LARGE_INTEGER* frequency) {
   const Call call("QueryPerformanceFrequency", Fails::never);
   frequency->QuadPart = 10'000'000;

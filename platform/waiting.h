@@ -1,6 +1,7 @@
 #pragma once
 
-// Events for the layer's own use: a timer or the far side of a device sets one. With the state lock.
+// Events for the layer's own use: a timer or the far side of a device sets one. With the state
+// lock.
 
 #include "platform/kernel/object.h"
 

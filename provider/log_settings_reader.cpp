@@ -30,6 +30,19 @@ std::optional<std::string> ReadPath(HKEY key, const char* name) {
   return std::string(text, size);
 }
 
+void ReadKey(LogSettings& settings) {
+  RegistryKey key;
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kLogKey, 0, KEY_READ | KEY_WOW64_32KEY, key.Receive()) !=
+      ERROR_SUCCESS) {
+    return;
+  }
+  settings.logFlag = ReadNumber(key.Get(), "Bidi_LogFlag");
+  settings.logPath = ReadPath(key.Get(), "Bidi_LogPath");
+  const std::uint32_t debug_size = ReadNumber(key.Get(), "Debug_MaxLogSize");
+  const std::uint32_t bidi_size = ReadNumber(key.Get(), "Bidi_MaxLogSize");
+  settings.maxLogSize = bidi_size != 0 ? bidi_size : debug_size;
+}
+
 void ReadVersion(LogSettings& settings) {
   OSVERSIONINFOEXA version{};
   version.dwOSVersionInfoSize = sizeof(version);
@@ -44,15 +57,7 @@ void ReadVersion(LogSettings& settings) {
 
 LogSettings ReadLogSettings() {
   LogSettings settings;
-  RegistryKey key;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kLogKey, 0, KEY_READ | KEY_WOW64_32KEY, key.Receive()) ==
-      ERROR_SUCCESS) {
-    settings.logFlag = ReadNumber(key.Get(), "Bidi_LogFlag");
-    settings.logPath = ReadPath(key.Get(), "Bidi_LogPath");
-    const std::uint32_t debug_size = ReadNumber(key.Get(), "Debug_MaxLogSize");
-    const std::uint32_t bidi_size = ReadNumber(key.Get(), "Bidi_MaxLogSize");
-    settings.maxLogSize = bidi_size != 0 ? bidi_size : debug_size;
-  }
+  ReadKey(settings);
   ReadVersion(settings);
   return settings;
 }

@@ -15,4 +15,3 @@ WINBASEAPI __attribute__((noreturn)) VOID WINAPI FreeLibraryAndExitThread(HMODUL
 WINBASEAPI FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
 WINBASEAPI BOOL WINAPI GetModuleHandleExA(DWORD flags, LPCSTR name, HMODULE* module);
 WINBASEAPI DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR name, DWORD size);
-WINBASEAPI BOOL WINAPI DisableThreadLibraryCalls(HMODULE module);

@@ -8,7 +8,6 @@
 #include <winerror.h>
 
 #include <consoleapi.h>
-#include <debugapi.h>
 #include <errhandlingapi.h>
 #include <fileapi.h>
 #include <handleapi.h>

@@ -133,10 +133,10 @@
 
 #define SUCCEEDED(result) (((HRESULT)(result)) >= 0)
 #define FAILED(result) (((HRESULT)(result)) < 0)
-#define HRESULT_CODE(result) ((result) & 0xFFFF)
+#define HRESULT_CODE(result) ((result)&0xFFFF)
 #define HRESULT_FACILITY(result) (((result) >> 16) & 0x1fff)
 #define MAKE_HRESULT(severity, facility, code) \
   ((HRESULT)(((ULONG)(severity) << 31) | ((ULONG)(facility) << 16) | ((ULONG)(code))))
-#define HRESULT_FROM_WIN32(error)         \
+#define HRESULT_FROM_WIN32(error)           \
   ((HRESULT)(error) <= 0 ? (HRESULT)(error) \
-                         : (HRESULT)(((error) & 0x0000FFFF) | (FACILITY_WIN32 << 16) | 0x80000000))
+                         : (HRESULT)(((error)&0x0000FFFF) | (FACILITY_WIN32 << 16) | 0x80000000))

@@ -15,7 +15,7 @@ namespace platform {
 struct Thread;
 
 // An object behind one or more handles. Kinds of their own derive from it (files do)
-// and name themselves with a constant `kKind`, whose address tells kinds apart.
+// and name themselves with `static constexpr char kKind[]`, whose address tells kinds apart.
 class VLP_PLATFORM_API Object {
  public:
   explicit Object(const char* kind) : kind_(kind) {}

@@ -144,6 +144,8 @@ void count_spin(Thread& thread) {
 }  // namespace
 
 bool block(Thread& thread, std::optional<Nanoseconds> moment) {
+  // Should it be terminated in here, its end comes behind all that it has done.
+  happens_before(&thread);
   thread.phase = Thread::Phase::blocked;
   thread.result = WAIT_TIMEOUT;
   if (!in_schedule(thread)) {
@@ -259,8 +261,8 @@ bool satisfy(Thread& thread) {
   const auto first = std::find_if(wanted.begin(), wanted.end(), ready);
   if (first == wanted.end()) return false;
   const bool abandoned = (*first)->take(thread);
-  thread.result = (abandoned ? WAIT_ABANDONED_0 : WAIT_OBJECT_0) +
-                  static_cast<DWORD>(first - wanted.begin());
+  thread.result =
+      (abandoned ? WAIT_ABANDONED_0 : WAIT_OBJECT_0) + static_cast<DWORD>(first - wanted.begin());
   return true;
 }
 

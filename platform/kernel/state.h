@@ -23,7 +23,7 @@
 namespace platform {
 
 struct Thread final : Object {
-  static constexpr const char* kKind = "thread";
+  static constexpr char kKind[] = "thread";
 
   Thread();
   ~Thread() override;
@@ -44,8 +44,8 @@ struct Thread final : Object {
 
   // What it does.
   std::atomic<const char*> call = nullptr;  // the outermost supplied call it is in
-  bool go = true;              // false: not allowed to run on
-  pthread_cond_t changed;      // go became true
+  bool go = true;                           // false: not allowed to run on
+  pthread_cond_t changed;                   // go became true
 
   // What it waits for; one wait at a time.
   std::vector<Object*> wanted;
@@ -68,7 +68,7 @@ struct Thread final : Object {
 };
 
 struct Timer {
-  Thread* thread = nullptr;  // either a thread's time-out,
+  Thread* thread = nullptr;        // either a thread's time-out,
   std::function<void()> callback;  // or work of its own
   TimerId id = 0;
 };
@@ -90,7 +90,7 @@ struct State {
   pthread_mutex_t lock;
 
   Mode mode = Mode::real;
-  unsigned scenario = 0;       // number of the running scenario, 0 in real mode
+  unsigned scenario = 0;  // number of the running scenario, 0 in real mode
   unsigned last_scenario = 0;
   bool process_ending = false;
   Thread* ending_thread = nullptr;
@@ -110,9 +110,9 @@ struct State {
   pthread_cond_t timers_changed;
 
   // Schedule of the virtual modes.
-  size_t runnable = 0;          // threads that can run, the starting ones included
-  Thread* baton = nullptr;      // serial: who runs
-  std::vector<Thread*> queue;   // serial: who could
+  size_t runnable = 0;         // threads that can run, the starting ones included
+  Thread* baton = nullptr;     // serial: who runs
+  std::vector<Thread*> queue;  // serial: who could
   std::deque<Thread*> settlers;
   uint64_t random = 0;
   unsigned preempt_in_16 = 0;
@@ -132,7 +132,8 @@ bool holds_state_lock();
 // The calling thread; registers it if it is unknown.
 Thread& self();
 
-// Blocks until another thread makes this one go on, or until the moment. False if the moment came first.
+// Blocks until another thread makes this one go on, or until the moment. False if the moment came
+// first.
 bool block(Thread& thread, std::optional<Nanoseconds> moment);
 
 // Makes a blocked thread go on with that result, out of whatever it waits for.

@@ -16,6 +16,10 @@ using vlp::DbgLog;
 
 class LogObjectTest : public LogTest {
  protected:
+  // A printer name of this process alone, since mutexes are the whole machine's.
+  static std::string own(const std::string& name) {
+    return name + " " + std::to_string(GetCurrentProcessId());
+  }
   std::string mutex_name(const std::string& name) const {
     return "Global\\VELNO_VLAPI_DbgMutex_" + name + ".dat";
   }
@@ -37,11 +41,11 @@ void log_in_every_way(DbgLog* log) {
 }
 
 TEST_F(LogObjectTest, WithoutCategoriesThereIsNeitherFileNorMutex) {
-  DbgLog log = open_log(0, 1000, "no categories");
+  DbgLog log = open_log(0, 1000, own("no categories").c_str());
   log_in_every_way(&log);
-  EXPECT_FALSE(far_side::read_file(directory() + "no categories.dat").has_value());
+  EXPECT_FALSE(far_side::read_file(directory() + own("no categories") + ".dat").has_value());
   EXPECT_FALSE(static_cast<bool>(log.mutex));
-  EXPECT_FALSE(mutex_exists(mutex_name("no categories")));
+  EXPECT_FALSE(mutex_exists(mutex_name(own("no categories"))));
   EXPECT_EQ(0U, log.limitEnabled);
 }
 
@@ -84,28 +88,28 @@ TEST_F(LogObjectTest, TheFileAppearsWithTheFirstLine) {
 }
 
 TEST_F(LogObjectTest, ALimitMakesTheMutexAndTheRotatedName) {
-  DbgLog log = open_log(1, 1234, "with limit");
+  DbgLog log = open_log(1, 1234, own("with limit").c_str());
   EXPECT_EQ(1U, log.mask);
-  EXPECT_EQ(directory() + "with limit.dat", log.fileName);
-  EXPECT_EQ(directory() + "with limit_0.dat", log.rotatedName);
+  EXPECT_EQ(directory() + own("with limit") + ".dat", log.fileName);
+  EXPECT_EQ(directory() + own("with limit") + "_0.dat", log.rotatedName);
   EXPECT_EQ(1234U, log.limitSize);
   EXPECT_EQ(1U, log.limitEnabled);
-  EXPECT_TRUE(mutex_exists(mutex_name("with limit")));
+  EXPECT_TRUE(mutex_exists(mutex_name(own("with limit"))));
   EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(log.mutex.Get(), 0)) << "owned at creation";
   EXPECT_NE(FALSE, ReleaseMutex(log.mutex.Get()));
 }
 
 TEST_F(LogObjectTest, TheMutexGoesWithTheLog) {
-  { DbgLog log = open_log(1, 1234, "gone"); }
-  EXPECT_FALSE(mutex_exists(mutex_name("gone")));
+  { DbgLog log = open_log(1, 1234, own("gone").c_str()); }
+  EXPECT_FALSE(mutex_exists(mutex_name(own("gone"))));
 }
 
 TEST_F(LogObjectTest, WithoutLimitThereIsNoMutex) {
-  DbgLog log = open_log(1, 0, "no limit");
+  DbgLog log = open_log(1, 0, own("no limit").c_str());
   EXPECT_EQ(0U, log.limitEnabled);
   EXPECT_EQ("", log.rotatedName);
   EXPECT_FALSE(static_cast<bool>(log.mutex));
-  EXPECT_FALSE(mutex_exists(mutex_name("no limit")));
+  EXPECT_FALSE(mutex_exists(mutex_name(own("no limit"))));
 }
 
 TEST_F(LogObjectTest, ADirectoryWithoutBackslashHasNoRotation) {
@@ -126,15 +130,15 @@ TEST_F(LogObjectTest, ARotatedNameThatDoesNotFitMeansNoRotationButALog) {
 
 TEST_F(LogObjectTest, ANameTakenByAnotherKindOfObjectMeansNoRotationButALog) {
   const vlp::KernelHandle event(
-      CreateEventA(nullptr, TRUE, FALSE, mutex_name("taken").c_str()));
+      CreateEventA(nullptr, TRUE, FALSE, mutex_name(own("taken")).c_str()));
   ASSERT_TRUE(static_cast<bool>(event));
-  DbgLog log = open_log(1, 1, "taken");
+  DbgLog log = open_log(1, 1, own("taken").c_str());
   EXPECT_FALSE(static_cast<bool>(log.mutex));
   EXPECT_EQ("", log.rotatedName);
   EXPECT_EQ(0U, log.limitEnabled);
   EXPECT_EQ(1, vlp::DbgLogPut(&log, 1, 0, "still written"));
   vlp::DbgStampLimit(&log);
-  EXPECT_FALSE(far_side::read_file(directory() + "taken_0.dat").has_value());
+  EXPECT_FALSE(far_side::read_file(directory() + own("taken") + "_0.dat").has_value());
 }
 
 TEST_F(LogObjectTest, TwoLogsOfOnePrinterShareFileAndMutex) {

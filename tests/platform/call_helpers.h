@@ -25,6 +25,16 @@ class Handle {
   HANDLE handle_;
 };
 
+// Whether Wine stands in for Windows. Where it differs from the documentation, a test says so
+// and holds it to the difference, so that the day it goes is noticed.
+inline bool is_wine() {
+  const HMODULE system = LoadLibraryA("ntdll.dll");
+  if (system == nullptr) return false;
+  const bool found = GetProcAddress(system, "wine_get_version") != nullptr;
+  FreeLibrary(system);
+  return found;
+}
+
 using Work = std::function<DWORD()>;
 
 inline DWORD WINAPI run_work(LPVOID parameter) { return (*static_cast<Work*>(parameter))(); }

@@ -1,8 +1,8 @@
 // Memory allocation as a fault point. Not with ThreadSanitizer, whose operator new can't be
 // replaced.
 
-#include <gtest/gtest.h>
 #include <windows.h>
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <new>
@@ -58,8 +58,8 @@ TEST_F(AllocationFaultTest, ASweepMeetsEveryFallibleCallInTurnAndThenNone) {
     names.push_back(platform::failed_calls().at(0));
     ASSERT_LT(nth, 100u);
   }
-  EXPECT_EQ(names, (std::vector<std::string>{"CreateEventA", "operator new", "SetEvent",
-                                             "CloseHandle"}));
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"CreateEventA", "operator new", "SetEvent", "CloseHandle"}));
   EXPECT_EQ(results, (std::vector<int>{1, 3, 2, 0}));
 }
 

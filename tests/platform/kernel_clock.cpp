@@ -1,7 +1,7 @@
 // Virtual time: limits to the millisecond, ties, wraps, timers.
 
-#include <gtest/gtest.h>
 #include <windows.h>
+#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -225,8 +225,9 @@ TEST(VirtualClock, ACancelledTimerNeverFires) {
     {
       const platform::StateGuard guard;
       platform::Object* object = platform::lookup(event);
-      const platform::TimerId timer = platform::add_timer(
-          platform::now() + 15 * platform::kMillisecond, [object] { platform::set_event(*object); });
+      const platform::TimerId timer =
+          platform::add_timer(platform::now() + 15 * platform::kMillisecond,
+                              [object] { platform::set_event(*object); });
       EXPECT_TRUE(platform::cancel_timer(timer));
       EXPECT_FALSE(platform::cancel_timer(timer));
     }

@@ -1,9 +1,9 @@
 // What stops the program: deadlocks, livelocks, strangers, misuse of sections.
 
+#include <windows.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <windows.h>
 
 #include <thread>
 

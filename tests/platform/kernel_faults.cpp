@@ -1,7 +1,7 @@
 // Faults: which call fails, how often, and who is spared.
 
-#include <gtest/gtest.h>
 #include <windows.h>
+#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -97,9 +97,8 @@ TEST_F(FaultTest, ArmingFromManyThreadsLosesNothing) {
   test::run_virtual_parallel([] {
     std::vector<test::TestThread> threads;
     for (int i = 0; i < 8; ++i) {
-      threads.push_back(test::spawn("armer", [] {
-        platform::fail_call("ResetEvent", 1, ERROR_GEN_FAILURE);
-      }));
+      threads.push_back(
+          test::spawn("armer", [] { platform::fail_call("ResetEvent", 1, ERROR_GEN_FAILURE); }));
     }
     for (test::TestThread& thread : threads) thread.join();
     const Handle event(new_event(false, false));

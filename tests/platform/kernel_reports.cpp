@@ -1,8 +1,8 @@
 // Reports: what is left behind, handles, locks.
 
+#include <windows.h>
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <string>
 
@@ -63,9 +63,8 @@ TEST(Reports, ASectionOfAnEndedThreadIsAHeldLock) {
   CRITICAL_SECTION section;
   InitializeCriticalSection(&section);
   EXPECT_NONFATAL_FAILURE(run_virtual_parallel([&] {
-                            TestThread thread = spawn("worker", [&] {
-                              EnterCriticalSection(&section);
-                            });
+                            TestThread thread =
+                                spawn("worker", [&] { EnterCriticalSection(&section); });
                             thread.join();
                             EXPECT_TRUE(platform::any_lock_held());
                           }),

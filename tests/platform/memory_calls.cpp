@@ -1,7 +1,7 @@
 // Memory, string lengths, environment.
 
-#include <gtest/gtest.h>
 #include <windows.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 // Loading, finding and leaving modules.
 
-#include <gtest/gtest.h>
 #include <windows.h>
+#include <gtest/gtest.h>
 
 #include <string>
 
@@ -82,9 +82,9 @@ TEST(Modules, AnAddressTellsItsModuleWithOrWithoutAReference) {
   const auto address = reinterpret_cast<LPCSTR>(
       reinterpret_cast<void*>(GetProcAddress(module, "SampleAttachCount")));
   HMODULE found = nullptr;
-  EXPECT_TRUE(GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                                     GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                                 address, &found));
+  EXPECT_TRUE(GetModuleHandleExA(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      address, &found));
   EXPECT_EQ(found, module);
   found = nullptr;
   EXPECT_TRUE(GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, address, &found));
@@ -133,7 +133,9 @@ TEST(Modules, TheFileNameIsCutToTheBuffer) {
   char part[4];
   EXPECT_EQ(GetModuleFileNameA(nullptr, part, sizeof part), 4u);
   EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-  EXPECT_EQ(std::string(part), std::string(whole, 3));
+  EXPECT_EQ(std::string(part, 3), std::string(whole, 3));
+  // The documentation counts a terminating null within the size; Wine leaves it out.
+  EXPECT_EQ(part[3], test::is_wine() ? whole[3] : '\0');
 }
 
 TEST(Modules, AModulesFileNameEndsWithItsName) {
@@ -145,7 +147,6 @@ TEST(Modules, AModulesFileNameEndsWithItsName) {
   const std::string wanted = VLP_SAMPLE_MODULE;
   ASSERT_GE(name.size(), wanted.size());
   EXPECT_EQ(name.substr(name.size() - wanted.size()), wanted);
-  EXPECT_TRUE(DisableThreadLibraryCalls(module));
   EXPECT_TRUE(FreeLibrary(module));
 }
 

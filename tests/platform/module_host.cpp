@@ -33,8 +33,8 @@ int main(int count, char** arguments) {
   if (module == nullptr) return 2;
   function<test::SetWatch>(module, "SampleSetWatch")(watch);
   if (std::strcmp(way, "exit_with_live_thread") == 0) {
-    worker = function<test::StartWorker>(module, "SampleStartWorker")(
-        CreateEventA(nullptr, FALSE, FALSE, nullptr));
+    worker = function<test::StartWorker>(
+        module, "SampleStartWorker")(CreateEventA(nullptr, FALSE, FALSE, nullptr));
   }
   if (std::strcmp(way, "unload") == 0) FreeLibrary(module);
   std::puts("end of main");

@@ -1,7 +1,7 @@
 // Two real processes: their ends, and the named mutexes that they share.
 
-#include <gtest/gtest.h>
 #include <windows.h>
+#include <gtest/gtest.h>
 
 #include <string>
 

@@ -17,9 +17,9 @@ DWORD WINAPI finish_at_once(LPVOID) { return 0; }
 
 DWORD WINAPI work(LPVOID stop) {
   HMODULE module = nullptr;
-  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                         GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                     reinterpret_cast<LPCSTR>(&attached), &module);
+  GetModuleHandleExA(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      reinterpret_cast<LPCSTR>(&attached), &module);
   WaitForSingleObject(stop, INFINITE);
   FreeLibraryAndExitThread(module, 33);
 }

@@ -35,15 +35,18 @@ static_assert(sizeof(STARTUPINFOA) == 104 && sizeof(PROCESS_INFORMATION) == 24);
 static_assert(sizeof(LARGE_INTEGER) == 8 && sizeof(FILETIME) == 8 && sizeof(GUID) == 16);
 
 // Calls: types without the calling convention, which x64 doesn't distinguish.
-static_assert(is_call<decltype(CreateEventA), HANDLE WINAPI(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCSTR)>);
+static_assert(
+    is_call<decltype(CreateEventA), HANDLE WINAPI(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCSTR)>);
 static_assert(is_call<decltype(SetEvent), BOOL WINAPI(HANDLE)>);
 static_assert(is_call<decltype(ResetEvent), BOOL WINAPI(HANDLE)>);
 static_assert(is_call<decltype(CreateMutexA), HANDLE WINAPI(LPSECURITY_ATTRIBUTES, BOOL, LPCSTR)>);
 static_assert(is_call<decltype(ReleaseMutex), BOOL WINAPI(HANDLE)>);
 static_assert(is_call<decltype(WaitForSingleObject), DWORD WINAPI(HANDLE, DWORD)>);
-static_assert(is_call<decltype(WaitForMultipleObjects), DWORD WINAPI(DWORD, CONST HANDLE*, BOOL, DWORD)>);
+static_assert(
+    is_call<decltype(WaitForMultipleObjects), DWORD WINAPI(DWORD, CONST HANDLE*, BOOL, DWORD)>);
 static_assert(is_call<decltype(InitializeCriticalSection), void WINAPI(LPCRITICAL_SECTION)>);
-static_assert(is_call<decltype(InitializeCriticalSectionAndSpinCount), BOOL WINAPI(LPCRITICAL_SECTION, DWORD)>);
+static_assert(is_call<decltype(InitializeCriticalSectionAndSpinCount),
+                      BOOL WINAPI(LPCRITICAL_SECTION, DWORD)>);
 static_assert(is_call<decltype(EnterCriticalSection), void WINAPI(LPCRITICAL_SECTION)>);
 static_assert(is_call<decltype(TryEnterCriticalSection), BOOL WINAPI(LPCRITICAL_SECTION)>);
 static_assert(is_call<decltype(LeaveCriticalSection), void WINAPI(LPCRITICAL_SECTION)>);
@@ -51,7 +54,9 @@ static_assert(is_call<decltype(DeleteCriticalSection), void WINAPI(LPCRITICAL_SE
 static_assert(is_call<decltype(Sleep), void WINAPI(DWORD)>);
 static_assert(is_call<decltype(CloseHandle), BOOL WINAPI(HANDLE)>);
 
-static_assert(is_call<decltype(CreateThread), HANDLE WINAPI(LPSECURITY_ATTRIBUTES, SIZE_T, LPTHREAD_START_ROUTINE, LPVOID, DWORD, LPDWORD)>);
+static_assert(
+    is_call<decltype(CreateThread), HANDLE WINAPI(LPSECURITY_ATTRIBUTES, SIZE_T,
+                                                  LPTHREAD_START_ROUTINE, LPVOID, DWORD, LPDWORD)>);
 static_assert(is_call<decltype(ResumeThread), DWORD WINAPI(HANDLE)>);
 static_assert(is_call<decltype(TerminateThread), BOOL WINAPI(HANDLE, DWORD)>);
 static_assert(is_call<decltype(GetExitCodeThread), BOOL WINAPI(HANDLE, LPDWORD)>);
@@ -62,14 +67,15 @@ static_assert(is_call<decltype(GetCurrentThreadId), DWORD WINAPI()>);
 static_assert(is_call<decltype(GetCurrentProcessId), DWORD WINAPI()>);
 static_assert(is_call<decltype(GetExitCodeProcess), BOOL WINAPI(HANDLE, LPDWORD)>);
 static_assert(is_call<decltype(TerminateProcess), BOOL WINAPI(HANDLE, UINT)>);
-static_assert(is_call<decltype(CreateProcessA), BOOL WINAPI(LPCSTR, LPSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL, DWORD, LPVOID, LPCSTR, LPSTARTUPINFOA, LPPROCESS_INFORMATION)>);
+static_assert(is_call<decltype(CreateProcessA),
+                      BOOL WINAPI(LPCSTR, LPSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL,
+                                  DWORD, LPVOID, LPCSTR, LPSTARTUPINFOA, LPPROCESS_INFORMATION)>);
 
 static_assert(is_call<decltype(GetLastError), DWORD WINAPI()>);
 static_assert(is_call<decltype(SetLastError), void WINAPI(DWORD)>);
 static_assert(is_call<decltype(GetTickCount), DWORD WINAPI()>);
 static_assert(is_call<decltype(GetTickCount64), ULONGLONG WINAPI()>);
 static_assert(is_call<decltype(GetLocalTime), void WINAPI(LPSYSTEMTIME)>);
-static_assert(is_call<decltype(GetSystemTime), void WINAPI(LPSYSTEMTIME)>);
 static_assert(is_call<decltype(QueryPerformanceCounter), BOOL WINAPI(LARGE_INTEGER*)>);
 static_assert(is_call<decltype(QueryPerformanceFrequency), BOOL WINAPI(LARGE_INTEGER*)>);
 static_assert(is_call<decltype(GetVersionExA), BOOL WINAPI(LPOSVERSIONINFOA)>);
@@ -79,7 +85,6 @@ static_assert(is_call<decltype(FreeLibrary), BOOL WINAPI(HMODULE)>);
 static_assert(is_call<decltype(GetProcAddress), FARPROC WINAPI(HMODULE, LPCSTR)>);
 static_assert(is_call<decltype(GetModuleHandleExA), BOOL WINAPI(DWORD, LPCSTR, HMODULE*)>);
 static_assert(is_call<decltype(GetModuleFileNameA), DWORD WINAPI(HMODULE, LPSTR, DWORD)>);
-static_assert(is_call<decltype(DisableThreadLibraryCalls), BOOL WINAPI(HMODULE)>);
 static_assert(std::is_invocable_r_v<void, decltype(FreeLibraryAndExitThread), HMODULE, DWORD>);
 
 static_assert(is_call<decltype(LocalAlloc), HLOCAL WINAPI(UINT, SIZE_T)>);
@@ -92,10 +97,11 @@ static_assert(is_call<decltype(lstrlenA), int WINAPI(LPCSTR)>);
 static_assert(is_call<decltype(lstrlenW), int WINAPI(LPCWSTR)>);
 static_assert(is_call<decltype(GetEnvironmentVariableA), DWORD WINAPI(LPCSTR, LPSTR, DWORD)>);
 static_assert(is_call<decltype(SetEnvironmentVariableA), BOOL WINAPI(LPCSTR, LPCSTR)>);
-static_assert(is_call<decltype(InitializeSecurityDescriptor), BOOL WINAPI(PSECURITY_DESCRIPTOR, DWORD)>);
-static_assert(is_call<decltype(SetSecurityDescriptorDacl), BOOL WINAPI(PSECURITY_DESCRIPTOR, BOOL, PACL, BOOL)>);
+static_assert(
+    is_call<decltype(InitializeSecurityDescriptor), BOOL WINAPI(PSECURITY_DESCRIPTOR, DWORD)>);
+static_assert(is_call<decltype(SetSecurityDescriptorDacl),
+                      BOOL WINAPI(PSECURITY_DESCRIPTOR, BOOL, PACL, BOOL)>);
 static_assert(is_call<decltype(SetConsoleCtrlHandler), BOOL WINAPI(PHANDLER_ROUTINE, BOOL)>);
-static_assert(is_call<decltype(OutputDebugStringA), void WINAPI(LPCSTR)>);
 
 // Numbers that the rest relies on.
 static_assert(WAIT_OBJECT_0 == 0 && WAIT_ABANDONED == 0x80 && WAIT_ABANDONED_0 == 0x80);

@@ -1,7 +1,7 @@
 // Clocks, Sleep, and how long waits last.
 
-#include <gtest/gtest.h>
 #include <windows.h>
+#include <gtest/gtest.h>
 
 #include "tests/platform/call_helpers.h"
 #include "tests/support/system_time.h"

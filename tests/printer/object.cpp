@@ -128,11 +128,13 @@ TEST_F(PrinterObject, RotatesItsLogAtHalfOfTheSizeSetting) {
   EXPECT_NE(std::nullopt, far_side::read_file(directory_ + "Printer_0.dat"));
 }
 
+void EnterAndLeave(CriticalSection& lock) { const LockGuard guard(lock); }
+
 TEST_F(PrinterObject, LocksAreFreeAndRecursive) {
   Make("Printer", 0);
   for (CriticalSection* lock : {&printer_->sendLock, &printer_->statusLock}) {
-    const LockGuard first(*lock);
-    const LockGuard second(*lock);
+    const LockGuard guard(*lock);
+    EnterAndLeave(*lock);
   }
 }
 

@@ -2,7 +2,8 @@
 
 // Scenarios in virtual time. A body runs on the test's own thread; every wait of every
 // thread is in the model, so a minute passes in no time and each limit can be met to
-// the millisecond. Threads must come from spawn() or CreateThread. GoogleTest's assertions work in the body.
+// the millisecond. Threads must come from spawn() or CreateThread. GoogleTest's assertions work in
+// the body.
 //
 //   run_virtual_parallel([] {
 //     Worker worker;
@@ -42,8 +43,8 @@ void run_virtual_schedules(unsigned seeds, const std::function<void()>& body,
                            const VirtualOptions& options = {});
 
 // Every other thread has run until it is blocked; the clock didn't move.
-using platform::settle;
 using platform::elapsed_ms;
+using platform::settle;
 using platform::wake_count;
 
 // Virtual milliseconds.

@@ -25,8 +25,9 @@ class Ages : public SystemTest {
     if (by_connection) {
       EXPECT_EQ(provider().Connect(kLaser).code, 1);
     } else {
-      EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
-      EXPECT_EQ(provider().Take().data, bytes_of(kLaserId));
+      const std::int32_t code = provider().DeviceId(1, kLaser);
+      EXPECT_EQ(code, 0);
+      EXPECT_TRUE(code != 0 || provider().Take().data == bytes_of(kLaserId));
     }
     return Queries();
   }
@@ -122,13 +123,13 @@ TEST_F(Waits, ForAResultLookAgainTwiceASecond) {
   test::TestThread taker = test::spawn("taker", [&] { result = provider().Take(); });
   settle();
   const std::uint64_t before = test::wake_count(taker.id());
-  sleep_ms(10000);
+  sleep_ms(10001);
   settle();
   EXPECT_EQ(test::wake_count(taker.id()) - before, 20U);
   EXPECT_FALSE(taker.ended());
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
+  ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
   taker.join();
-  EXPECT_EQ(elapsed_ms(), 10000U) << "a result that arrives ends the wait at once";
+  EXPECT_EQ(elapsed_ms(), 10001U) << "a result that arrives ends the wait at once";
   EXPECT_EQ(result.request_id, 1U);
 }
 
@@ -146,7 +147,7 @@ TEST_F(Waits, ForAResultEndWithTerminateAtOnce) {
 TEST_F(Waits, ForAResultThatIsThereTakeNoTime) {
   AddLaser();
   Load();
-  for (std::uint32_t id = 1; id <= 5; ++id) EXPECT_EQ(provider().DeviceId(id, kLaser), 0);
+  for (std::uint32_t id = 1; id <= 5; ++id) ASSERT_EQ(provider().DeviceId(id, kLaser), 0);
   for (std::uint32_t id = 1; id <= 5; ++id) EXPECT_EQ(provider().Take().request_id, id);
   EXPECT_EQ(elapsed_ms(), 0U);
 }
@@ -195,7 +196,7 @@ TEST_F(Waits, InASlowSpoolerAreNotCutOff) {
   AddLaser();
   far_side::plug({.port = "USB001", .device_id = bytes_of(kLaserId), .latency_ms = 86400000});
   Load();
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
+  ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
   EXPECT_EQ(elapsed_ms(), 86400000U);
 }
 

@@ -56,8 +56,8 @@ TEST_F(Aliases, AreOtherPrintersThanTheirRealOnes) {
   const std::string alias = "\\\\CSR|srv\\alias";
   AddAlias(alias, "queue", "\\\\srv\\queue");
   Load();
-  EXPECT_EQ(provider().DeviceId(1, alias), 0);
-  EXPECT_EQ(provider().DeviceId(2, "\\\\srv\\queue"), 0);
+  ASSERT_EQ(provider().DeviceId(1, alias), 0);
+  ASSERT_EQ(provider().DeviceId(2, "\\\\srv\\queue"), 0);
   EXPECT_EQ(provider().Take().data, bytes_of(kLaserId));
   EXPECT_EQ(provider().Take().data, bytes_of(kLaserId));
   EXPECT_EQ(far_side::counts("\\\\srv\\queue").device_id_queries, 2U);
@@ -69,7 +69,7 @@ TEST_F(Aliases, WithoutAServerOrAQueueAreLeftAlone) {
     far_side::set_device_id("USB001", bytes_of(kLaserId));
     LogTo(kLogOperations);
     Load();
-    EXPECT_EQ(provider().DeviceId(1, alias), 0) << alias;
+    ASSERT_EQ(provider().DeviceId(1, alias), 0) << alias;
     EXPECT_EQ(far_side::counts(alias).sends, 1U) << alias;
     EXPECT_THAT(LogLines(LogOf(alias)), Not(Contains(StartsWith(kReal))));
     DropProvider();
@@ -81,7 +81,7 @@ TEST_F(Aliases, InOtherLettersAreNone) {
   far_side::add_printer({.name = alias, .port = "USB001", .published_name = "queue"});
   far_side::set_device_id("USB001", bytes_of(kLaserId));
   Load();
-  EXPECT_EQ(provider().DeviceId(1, alias), 0);
+  ASSERT_EQ(provider().DeviceId(1, alias), 0);
   EXPECT_EQ(far_side::counts(alias).sends, 1U);
 }
 
@@ -90,14 +90,14 @@ TEST_F(Aliases, WithoutAPublishedNameAreLeftAloneForGood) {
   far_side::add_printer({.name = alias, .port = "USB001"});
   far_side::set_device_id("USB001", bytes_of(kLaserId));
   Load();
-  EXPECT_EQ(provider().DeviceId(1, alias), 0);
+  ASSERT_EQ(provider().DeviceId(1, alias), 0);
   // Published too late for this life of the library.
   AddAlias(alias, "queue", "\\\\srv\\queue", "USB002");
   EXPECT_EQ(provider().DeviceId(2, alias), VLPER_NOTSUPPORT) << "the alias' own port counts";
   EXPECT_EQ(far_side::counts("\\\\srv\\queue").sends, 0U);
   DropProvider();
   Load();
-  EXPECT_EQ(provider().DeviceId(3, alias), 0);
+  ASSERT_EQ(provider().DeviceId(3, alias), 0);
   EXPECT_EQ(far_side::counts("\\\\srv\\queue").sends, 1U);
 }
 
@@ -146,7 +146,7 @@ TEST_F(Aliases, CutTheServerAtABackslashAndNotInsideALetter) {
   const std::string alias = "\\\\CSR|" + server + "\\alias";
   AddAlias(alias, "queue", "\\\\" + server + "\\queue");
   Load();
-  EXPECT_EQ(provider().DeviceId(1, alias), 0);
+  ASSERT_EQ(provider().DeviceId(1, alias), 0);
   const auto batches = far_side::batches();
   ASSERT_EQ(batches.size(), 1U);
   EXPECT_EQ(batches[0].printer, u"\\\\s\u30BDv\\queue");

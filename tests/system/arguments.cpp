@@ -240,7 +240,7 @@ TEST_F(UnknownPrinter, IsServedOnceTheSpoolerKnowsIt) {
   Load();
   EXPECT_EQ(provider().DeviceId(1, kLaser), VLPER_NOTSUPPORT);
   AddLaser();
-  EXPECT_EQ(provider().DeviceId(2, kLaser), 0);
+  ASSERT_EQ(provider().DeviceId(2, kLaser), 0);
   EXPECT_EQ(provider().Take().request_id, 2U);
 }
 

@@ -170,7 +170,7 @@ TEST_F(Modes, ADriverWithoutProfileHasNoChannel) {
     EXPECT_EQ(answer.code, VLPER_NOENTRY) << name;
     EXPECT_EQ(answer.name, name);
     EXPECT_TRUE(answer.entries.empty());
-    EXPECT_EQ(provider().DeviceId(1, name), 0) << "the device ID is held all the same";
+    ASSERT_EQ(provider().DeviceId(1, name), 0) << "the device ID is held all the same";
     EXPECT_EQ(provider().Take().data, bytes_of("CMD:BDC;"));
     EXPECT_EQ(far_side::counts(name).device_id_queries, 1U);
   }

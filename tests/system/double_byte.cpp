@@ -37,7 +37,7 @@ TEST_F(DoubleByteNames, ReachTheSpoolerAsWideText) {
     EXPECT_EQ(answer.code, 1);
     EXPECT_EQ(answer.name, name.bytes);
     EXPECT_EQ(far_side::batches().back().printer, name.wide);
-    EXPECT_EQ(provider().DeviceId(7, name.bytes), 0);
+    ASSERT_EQ(provider().DeviceId(7, name.bytes), 0);
     EXPECT_EQ(provider().Take().data, bytes_of(kLaserId));
   }
 }
@@ -46,10 +46,10 @@ TEST_F(DoubleByteNames, NameTheirLogFilesWhole) {
   LogTo(kLogOperations);
   Load();
   AddPrinter(kPrinter.bytes, "USB001", kLaserId, {{ChnlKindBdc}});
-  EXPECT_EQ(provider().DeviceId(1, kPrinter.bytes), 0);
+  ASSERT_EQ(provider().DeviceId(1, kPrinter.bytes), 0);
   EXPECT_THAT(LogLines(kPrinter.bytes), Contains(HasSubstr("(" + kPrinter.bytes + ")")));
   AddPrinter(kBackslash.bytes, "USB002", kLaserId, {{ChnlKindBdc}});
-  EXPECT_EQ(provider().DeviceId(2, kBackslash.bytes), 0);
+  ASSERT_EQ(provider().DeviceId(2, kBackslash.bytes), 0);
   EXPECT_THAT(LogLines(kBackslash.bytes), Contains("CPrinterInf::GetDeviceID Enter"))
       << "the second byte of a letter is no backslash and stays";
 }
@@ -70,8 +70,7 @@ TEST_F(DoubleByteNames, OfPortsAreComparedLetterByLetter) {
   // The second byte of this letter is a small "a", which is no letter of its own.
   const std::string port = "USB\x83\x61";
   far_side::add_printer({.name = kLaser, .port = port});
-  far_side::set_device_id(port, bytes_of(kLaserId));
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
+  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
   EXPECT_THAT(LogLines(kLaser), Contains("CPrinterInf::CheckSupportPort Return : " + port + " = 0"));
 }
 

@@ -19,7 +19,7 @@ class Loading : public SystemTest {
   void Live() {
     Load();
     EXPECT_EQ(provider().Connect(kLaser).code, 1);
-    EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
+    ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
     EXPECT_EQ(provider().Terminate(), 0);
     EXPECT_TRUE(provider().Unload());
     DropProvider();
@@ -53,7 +53,7 @@ TEST_F(Loading, ARefusedPrinterNeedsTerminateToo) {
 
 TEST_F(Loading, TwiceGivesOneLibrary) {
   Load();
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
+  ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
   {
     const HMODULE second = LoadLibraryA(LibraryFile());
     ASSERT_NE(second, nullptr);
@@ -69,7 +69,7 @@ TEST_F(Loading, BeginsAnew) {
   EXPECT_THAT(LogLines(kLaser), Contains("delete CPrinterInf : Laser = 0").Times(1));
   Load();
   // Terminated no more, nothing cached, and the result of the life before is gone.
-  EXPECT_EQ(provider().DeviceId(2, kLaser), 0);
+  ASSERT_EQ(provider().DeviceId(2, kLaser), 0);
   EXPECT_EQ(provider().Take().request_id, 2U);
   EXPECT_EQ(far_side::counts(kLaser).device_id_queries, 2U);
   EXPECT_THAT(LogLines(kLaser), Contains("new CPrinterInf : Laser = 0").Times(2));
@@ -91,7 +91,7 @@ TEST_F(Loading, ManyPrintersGoWithTheLibrary) {
   Load();
   for (int n = 0; n < 30; ++n) {
     far_side::add_printer({.name = "Printer " + std::to_string(n), .port = "USB001"});
-    EXPECT_EQ(provider().DeviceId(1, "Printer " + std::to_string(n)), 0);
+    ASSERT_EQ(provider().DeviceId(1, "Printer " + std::to_string(n)), 0);
   }
   EXPECT_EQ(far_side::live_objects().spls, 30U);
   EXPECT_EQ(provider().Terminate(), 0);

@@ -24,7 +24,7 @@ TEST_F(Names, MakeOnePrinterEachAndKeepIt) {
   AddLaser();
   LogTo(kLogLife);
   Load();
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
+  ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
   EXPECT_EQ(provider().Connect(kLaser).code, 1);
   EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
   EXPECT_EQ(provider().Terminate(), 0);
@@ -55,7 +55,7 @@ TEST_F(Names, AreNotTrimmed) {
   AddLaser();
   LogTo(kLogLife);
   Load();
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
+  ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
   EXPECT_EQ(provider().DeviceId(2, "Laserjet"), VLPER_NOTSUPPORT);
   EXPECT_EQ(provider().DeviceId(2, "Lase"), VLPER_NOTSUPPORT);
   provider().DeviceId(2, " Laser");
@@ -120,7 +120,7 @@ TEST_F(Names, OfManyCharactersAreServed) {
   const Connection answer = provider().Connect(name);
   EXPECT_EQ(answer.code, 1);
   EXPECT_EQ(answer.name, name);
-  EXPECT_EQ(provider().DeviceId(1, name), 0);
+  ASSERT_EQ(provider().DeviceId(1, name), 0);
   EXPECT_EQ(provider().Take().data, bytes_of(kLaserId));
 }
 

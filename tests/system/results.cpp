@@ -72,7 +72,7 @@ TEST_F(Results, AreWaitedForByOneThreadWhileAnotherAsks) {
     for (int n = 0; n < 4; ++n) taken.push_back(provider().Take());
   });
   LetOthersSettle();
-  for (std::uint32_t id = 1; id <= 4; ++id) EXPECT_EQ(provider().DeviceId(id, kLaser), 0);
+  for (std::uint32_t id = 1; id <= 4; ++id) ASSERT_EQ(provider().DeviceId(id, kLaser), 0);
   taker.Join();
   ASSERT_EQ(taken.size(), 4U);
   for (std::uint32_t n = 0; n < 4; ++n) EXPECT_EQ(taken[n].request_id, n + 1);
@@ -130,7 +130,7 @@ TEST_F(Results, RequestsThatACacheAnswersGoOnBehindTerminate) {
   EXPECT_EQ(provider().Connect(kLaser).code, 1);
   EXPECT_EQ(provider().Terminate(), 0);
   EXPECT_EQ(provider().Connect(kLaser).code, 1);
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
+  ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
   EXPECT_EQ(provider().Take().code, VLPER_TERMINATE) << "queued, but handed out no more";
   EXPECT_EQ(far_side::counts(kLaser).sends, 1U);
 }
@@ -147,7 +147,7 @@ TEST_F(Results, ANewPrinterIsServedBehindTerminateUntilTheNextOne) {
   EXPECT_EQ(provider().Terminate(), 0);
   AddPrinter("Late", "USB003", kLaserId, {{ChnlKindBdc}}, "LPT_UniversalDriver=1\n");
   EXPECT_EQ(provider().Connect("Late").code, 1);
-  EXPECT_EQ(provider().DeviceId(1, "Late"), 0);
+  ASSERT_EQ(provider().DeviceId(1, "Late"), 0);
   EXPECT_EQ(provider().Take().code, VLPER_TERMINATE);
   EXPECT_EQ(provider().Terminate(), 0);
   EXPECT_EQ(provider().Connect("Late").code, VLPER_TERMINATE);
@@ -189,7 +189,7 @@ TEST_F(HeldCall, HoldsUpOnlyItsOwnPrinter) {
   Thread asker([&] { answer = provider().Connect(kLaser); });
   started_.Wait();
   EXPECT_EQ(provider().Connect("Other").code, 1);
-  EXPECT_EQ(provider().DeviceId(1, "Other"), 0);
+  ASSERT_EQ(provider().DeviceId(1, "Other"), 0);
   EXPECT_EQ(provider().Take().request_id, 1U);
   EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
   gate_.Set();

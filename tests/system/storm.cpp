@@ -20,6 +20,16 @@ using test::TestThread;
 constexpr const char* kSeedVariable = "VLPBIDI_SEED";
 constexpr unsigned kSeeds = 150;
 
+// All of them, or the one that is to be seen again.
+std::vector<std::uint64_t> Seeds() {
+  if (const char* seed = std::getenv(kSeedVariable); seed != nullptr) {
+    return {std::strtoull(seed, nullptr, 0)};
+  }
+  std::vector<std::uint64_t> seeds;
+  for (std::uint64_t seed = 0; seed < kSeeds; ++seed) seeds.push_back(seed);
+  return seeds;
+}
+
 // A printer whose device ID keeps changing between two whole values. Each brings channels
 // of its own, so that a mixture of both shows.
 struct Face {
@@ -218,11 +228,7 @@ TEST_F(Storm, OfTrulyConcurrentThreadsLeavesWholeAnswers) {
 }
 
 TEST_F(Storm, InManyOrdersLeavesWholeAnswers) {
-  if (const char* seed = std::getenv(kSeedVariable); seed != nullptr) {
-    Run({.mode = platform::Mode::serial, .seed = std::strtoull(seed, nullptr, 0)}, 8);
-    return;
-  }
-  for (unsigned seed = 0; seed < kSeeds; ++seed) {
+  for (const std::uint64_t seed : Seeds()) {
     SCOPED_TRACE(std::string(kSeedVariable) + "=" + std::to_string(seed));
     Run({.mode = platform::Mode::serial, .seed = seed}, 8);
     if (HasFailure()) break;
@@ -237,7 +243,7 @@ class OneResultEach : public SystemTest {
 };
 
 TEST_F(OneResultEach, InManyOrders) {
-  for (unsigned seed = 0; seed < kSeeds; ++seed) {
+  for (const std::uint64_t seed : Seeds()) {
     SCOPED_TRACE(std::string(kSeedVariable) + "=" + std::to_string(seed));
     platform::begin_scenario({.mode = platform::Mode::serial, .seed = seed});
     far_side::reset();

@@ -1,5 +1,0 @@
-#pragma once
-
-#include <windef.h>
-
-WINBASEAPI VOID WINAPI OutputDebugStringA(LPCSTR text);
