@@ -14,6 +14,12 @@ KernelHandle CreateAutoResetEvent() {
   return KernelHandle(CreateEventA(nullptr, FALSE, FALSE, nullptr));
 }
 
+// Waits without limit. Giving up a wait that failed would take the interface from under a
+// caller, or the object from under its thread, so it is made again.
+void WaitToTheEnd(HANDLE handle) {
+  while (WaitForSingleObject(handle, INFINITE) == WAIT_FAILED && handle != nullptr) Sleep(1);
+}
+
 }  // namespace
 
 CBidiIF::CBidiIF(DbgLog* log) {
@@ -28,7 +34,7 @@ void CBidiIF::StartWorker() {
   m_hQuit = CreateAutoResetEvent();
   if (m_hReady && m_hQuit && StartThread()) {
     const HANDLE either[] = {m_hReady.Get(), m_hThread.Get()};
-    WaitForMultipleObjects(2, either, FALSE, INFINITE);
+    while (WaitForMultipleObjects(2, either, FALSE, INFINITE) == WAIT_FAILED) Sleep(1);
     if (m_pBidiSpl) {
       m_nState = BIDI_STATE_READY;
       return;
@@ -70,7 +76,7 @@ DWORD CBidiIF::BidiWorkerProc(CBidiIF* self) noexcept {
     return Low16(created);
   }
   SetEvent(self->m_hReady.Get());
-  WaitForSingleObject(self->m_hQuit.Get(), INFINITE);
+  WaitToTheEnd(self->m_hQuit.Get());
   if (self->m_pBidiSpl) {
     self->m_pBidiSpl.Reset();
     CoUninitialize();
@@ -81,7 +87,7 @@ DWORD CBidiIF::BidiWorkerProc(CBidiIF* self) noexcept {
 void CBidiIF::EndWorker() {
   if (m_hThread) {
     SetEvent(m_hQuit.Get());
-    WaitForSingleObject(m_hThread.Get(), INFINITE);
+    WaitToTheEnd(m_hThread.Get());
     m_hThread.Reset();
   }
   m_hReady.Reset();

@@ -32,7 +32,7 @@ std::int32_t CBidiIF::StateResult() const {
   return m_nState == BIDI_STATE_STOPPED ? VLPER_TERMINATE : VLPER_NOTSUPPORT;
 }
 
-// Logged before the call, so that a spooler that hangs leaves a trace.
+// The Enter and schema lines stand in the log by now, should the spooler hang.
 template <typename Send>
 std::int32_t CBidiIF::CallSendRecv(Send send) {
   const std::uint32_t start = GetTickCount();

@@ -11,11 +11,18 @@ namespace {
 constexpr std::string_view kForbidden = "\\/:,;*?\"<>|";
 constexpr std::string_view kMutexPrefix = "Global\\VELNO_VLAPI_DbgMutex_";
 
+// No trail byte of a double-byte character lies below this one.
+constexpr unsigned char kTrailMin = 0x40;
+
 // A trail byte that looks like a forbidden character belongs to its lead byte.
 void BlankForbidden(char* name) {
   const std::string_view text(name);
-  for (std::size_t at = 0; at < text.size(); at += CharacterSize(text, at)) {
-    if (kForbidden.find(text[at]) != std::string_view::npos) name[at] = ' ';
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (CharacterSize(text, at) == 2 && static_cast<unsigned char>(text[at + 1]) >= kTrailMin) {
+      ++at;
+    } else if (kForbidden.find(text[at]) != std::string_view::npos) {
+      name[at] = ' ';
+    }
   }
 }
 

@@ -12,7 +12,8 @@
  *     what it counts stands with each operation; below zero it is one of the
  *     VLPER_ codes and nothing else.
  *  3. All request work is done on the calling thread. An operation returns when
- *     its work is finished; there is no time limit above the printer's own.
+ *     its work is finished, however long the spooler and the printer take: the
+ *     library adds no time limit. It also waits for other callers of one printer.
  *  4. Device IDs, status data and replies are not returned by the operation that
  *     asks for them. They lie in one queue per process, in order of arrival, and
  *     GetResult takes them, told apart by the caller's requestId. Keep one thread
@@ -22,11 +23,13 @@
  *     library is unloaded.
  *  6. Any operation may be called from any thread at any time, GetResult apart.
  *     No operation may be called from within a module's entry (DllMain).
- *  7. Sizes are in bytes. Numbers are little-endian 32-bit words.
+ *  7. Sizes are in bytes. Numbers are little-endian.
  *  8. The table is packed on 4-byte boundaries, so its pointers are not 8-aligned.
- *     It only grows at its end: look at operationCount before using an operation
- *     beyond the seventh.
- *  9. Call Terminate before unloading the library. A library that still has a
+ *  9. Device IDs, channels and status are kept for a while and handed out again; how
+ *     long stands in the printer model's profile (30 and 5 seconds as a rule).
+ * 10. Every operation can give VLPER_MEMORY, and VLPER_NOTSUPPORT where the library
+ *     itself could not be set up.
+ * 11. Call Terminate before unloading the library. A library that still has a
  *     printer's worker thread stays loaded.
  */
 #ifndef VLPBIDI_H
@@ -42,7 +45,7 @@ extern "C" {
 #define VLPER_NOTSUPPORT (-1) /* this printer, port or name can't be served */
 #define VLPER_NOTCONNECT (-2) /* the printer has no connection to talk over */
 #define VLPER_NOCHANNEL (-3)  /* the printer has no such channel, or not for this use */
-#define VLPER_BUFFERSIZE (-5) /* the buffer is too small; the size needed is in *size */
+#define VLPER_BUFFERSIZE (-5) /* the buffer is too small, or the printer's answer too large */
 #define VLPER_TERMINATE (-6)  /* Terminate was called */
 #define VLPER_PARAM (-7)      /* a required argument is null or zero, or data is unusable */
 #define VLPER_MEMORY (-8)     /* out of memory, or the result couldn't be queued */
@@ -69,33 +72,36 @@ typedef uint32_t ChannelKind;
 /*
  * GetConnectInf: which channels has the printer?
  *
- * prefixedName  in: "UFName:" followed by the printer's name.
+ * prefixedName  in: "UFName:" followed by the printer's name, 259 bytes together.
  * nameOut       out: the name without the prefix, with its terminator; room for
  *               maxNameSize bytes.
  * entries       out: room for maxConnectEntries slots of 8 bytes, any alignment;
  *               low half the ChannelKind, high half the mode word.
  *
  * Returns the number of entries. VLPER_NOENTRY writes the name too; with any other
- * negative code nameOut is untouched. May block for one exchange with the printer.
+ * negative code nameOut is untouched. Asks the spooler for the port each time, and the
+ * printer unless what is known of it is young enough.
  */
 typedef int32_t (*VlpGetConnectInf)(const char* prefixedName, char* nameOut, uint64_t* entries);
 
 /*
  * GetDeviceID: queues the printer's device ID, up to 1024 bytes as the printer
  * gave it, with no terminator. requestId is any number but 0 and comes back with
- * the result. Returns 0. May block for one exchange with the printer.
+ * the result. Returns 0. Asks the printer unless what is known is young enough.
  */
 typedef int32_t (*VlpGetDeviceID)(uint32_t requestId, const char* name);
 
 /*
  * SendCommand: sends command, length bytes, over the channel and queues the reply.
- * An empty reply queues nothing. Returns length.
+ * An empty reply queues nothing. Returns length; a length above 0x7FFFFFFF is refused
+ * with VLPER_PARAM. VLPER_MEMORY may come after the printer has taken the command.
  */
 typedef int32_t (*VlpSendCommand)(uint32_t requestId, const char* name, ChannelKind kind,
                                   const uint8_t* command, uint32_t length);
 
 /*
  * GetStatus: queues one status item of the printer, whole, with its head. Returns 0.
+ * Asks the printer unless what is known is young enough.
  */
 typedef int32_t (*VlpGetStatus)(uint32_t requestId, const char* name, ChannelKind kind);
 
@@ -107,8 +113,10 @@ typedef int32_t (*VlpGetStatus)(uint32_t requestId, const char* name, ChannelKin
  * size       in: bytes at buffer. Out: bytes stored, or the size needed.
  *
  * Returns the number of bytes stored. VLPER_BUFFERSIZE leaves the result in the
- * queue, so that the call can be made again with a larger buffer. VLPER_TERMINATE
- * ends the wait at once when Terminate is called.
+ * queue, so that the call can be made again with a larger buffer; *size 0 asks for the
+ * size. VLPER_PARAM for a null requestId or size, or a null buffer for a result with
+ * data, which stays. VLPER_TERMINATE ends the wait at once when Terminate is called; a
+ * result that was copied in that very moment is lost.
  */
 typedef int32_t (*VlpGetResult)(uint32_t* requestId, uint8_t* buffer, uint32_t* size);
 
@@ -144,6 +152,7 @@ typedef struct ProviderTable {
 /*
  * The one export. Sets *table to the library's table and returns 0; a null argument
  * gives VLPER_PARAM. Can be called any number of times and gives the same address.
+ * VLPER_NOTSUPPORT, with *table untouched, if the library could not be set up.
  */
 int32_t VLPGetProviderInfo(const ProviderTable** table);
 

@@ -49,6 +49,16 @@ std::uint32_t ModeOf(ChannelKind kind, std::uint32_t profile_mode, bool shared_v
   return shared_vendor_class && kind == ChnlKindD4 ? mode | VLP_MODE_SHARED : mode;
 }
 
+GenVlSettings SettingsOf(const ModelProfile& profile) {
+  GenVlSettings settings;
+  settings.d4RetryMode = profile.d4RetryMode;
+  settings.d4RetryTiming = profile.d4RetryTiming;
+  settings.d4RetryMax = profile.d4RetryMax;
+  settings.packetRcvMaxTime = profile.packetRcvMaxTime;
+  settings.statusNoChkTime = profile.statusNoChkTime;
+  return settings;
+}
+
 // With both, status goes by the BDC channel alone.
 void LeaveStatusToBdc(ConnectRecords& channels) {
   if (channels.Find(ChnlKindBdc) == nullptr) return;
@@ -67,6 +77,7 @@ std::shared_ptr<const ConnectRecords> ChooseChannels(const ModelProfile& profile
   const auto channels = std::make_shared<ConnectRecords>();
   const bool vendor_class = CmdListHas(facts.device_id, "GENVL");
   channels->vendorClass = vendor_class ? 1 : 0;
+  if (vendor_class) channels->genVlSettings = SettingsOf(profile);
   for (std::size_t slot = 0; slot < kProfileChannels; ++slot) {
     const ChannelKind kind = profile.channelKind[slot];
     if (kind == 0) break;

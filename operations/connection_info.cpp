@@ -14,18 +14,6 @@ namespace {
 
 constexpr std::uint32_t kDeviceIdCapacity = 1024;
 
-std::shared_ptr<const GenVlSettings> SettingsFor(const ModelProfile& profile, bool vendor_class) {
-  const auto settings = std::make_shared<GenVlSettings>();
-  if (vendor_class) {
-    settings->d4RetryMode = profile.d4RetryMode;
-    settings->d4RetryTiming = profile.d4RetryTiming;
-    settings->d4RetryMax = profile.d4RetryMax;
-    settings->packetRcvMaxTime = profile.packetRcvMaxTime;
-    settings->statusNoChkTime = profile.statusNoChkTime;
-  }
-  return settings;
-}
-
 }  // namespace
 
 std::int32_t CPrinterInf::GetConnectInf(std::uint64_t* entries) {
@@ -99,11 +87,7 @@ std::int32_t CPrinterInf::ConnectWorker(DeviceIdSnapshot* read) {
   facts.device_id = reading->bytes;
   facts.port = port ? std::string_view(*port) : std::string_view();
   facts.shared = printerShared.load(std::memory_order_relaxed) != 0;
-  const std::shared_ptr<const ConnectRecords> channels = ChooseChannels(*settings, facts);
-
-  connectInfo->Publish(channels);
-  vendorClass.store(channels->vendorClass, std::memory_order_relaxed);
-  genVlSettings.Set(SettingsFor(*settings, channels->vendorClass != 0));
+  connectInfo->Publish(ChooseChannels(*settings, facts));
   deviceId.Set(reading);
   return 0;
 }

@@ -24,7 +24,6 @@ CPrinterInf::CPrinterInf(const char* name, const LogSettings& settings)
                                  settings.maxLogSize >> 1);
   bidi = std::make_unique<CBidiIF>(log.get());
   connectInfo = std::make_unique<ConnectInfo>();
-  genVlSettings.Set(std::make_shared<const GenVlSettings>());
   if (m_lpPrinterName) {
     SetRealPrinterName(m_lpPrinterName->c_str(), static_cast<std::uint32_t>(Name().size()) + 1);
   }

@@ -24,7 +24,6 @@
 #include "profile/model_profile.h"
 #include "support/connect_info.h"
 #include "support/critical_section.h"
-#include "support/gen_vl_settings.h"
 #include "support/log_settings.h"
 #include "support/published.h"
 
@@ -41,7 +40,8 @@ struct DeviceIdReading {
 class CPrinterInf {
  public:
   // `name` may be null. The settings aren't kept. Waits until the spooler's worker
-  // thread has started, and asks the spooler for the printer's real name.
+  // thread has started, and asks the spooler for the printer's real name if
+  // this one is an alias.
   CPrinterInf(const char* name, const LogSettings& settings);
   ~CPrinterInf();
   CPrinterInf(const CPrinterInf&) = delete;
@@ -71,6 +71,7 @@ class CPrinterInf {
                            std::uint32_t commandLength, std::uint8_t* buffer,
                            std::uint32_t* length);
 
+  // Sends the bytes as they stand and takes no reply, under no lock. 0 or a code.
   std::int32_t SendThroughCommand(ChannelKind kind, const std::uint8_t* command,
                                   std::uint32_t length);
 
@@ -107,9 +108,7 @@ class CPrinterInf {
   std::unique_ptr<ConnectInfo> connectInfo;
   Published<ModelProfile> profile;      // empty until the first good query, then final
   Published<DeviceIdReading> deviceId;  // empty while none is held
-  Published<GenVlSettings> genVlSettings;
 
-  std::atomic<std::uint32_t> vendorClass{0};
   std::atomic<std::uint32_t> printerShared{0};  // bit 0x10 of the spooler's attributes
 };
 

@@ -42,6 +42,8 @@ std::string ChooseProfile(const char* driver_path, const char* dependent_files) 
     // An over-long name measures as empty too: nothing behind it can be trusted.
     if (name.empty()) return {};
     if (EndsInLmd(name)) {
+      // Shorter than the limit with its terminator.
+      if (name.size() + 1 >= kTextLimit) return {};
       if (FindCharacter(name, '\\') != std::string_view::npos) return std::string(name);
       return BesideDriver(LimitedText(driver_path), name);
     }

@@ -7,9 +7,9 @@
 
 extern "C" std::int32_t VLPGetProviderInfo(const ProviderTable** table) {
   if (table == nullptr) return VLPER_PARAM;
-  vlp::ProviderContext* const context = vlp::CurrentContext();
-  if (context == nullptr) return VLPER_NOTSUPPORT;
-  *table = &context->table;
+  const vlp::ContextUse use;
+  if (use.Get() == nullptr) return VLPER_NOTSUPPORT;
+  *table = &use.Get()->table;
   return 0;
 }
 

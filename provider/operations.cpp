@@ -32,7 +32,8 @@ std::int32_t Guarded(Work work) noexcept {
 template <typename Work>
 std::int32_t WithPrinter(const char* name, Work work) noexcept {
   return Guarded([&]() -> std::int32_t {
-    ProviderContext* const context = CurrentContext();
+    const ContextUse use;
+    ProviderContext* const context = use.Get();
     if (context == nullptr) return VLPER_NOTSUPPORT;
     CPrinterInf* const printer = context->registry->FindOrCreate(name);
     if (printer == nullptr) return VLPER_NOTSUPPORT;
@@ -74,21 +75,22 @@ const char* NameBehindPrefix(const char* prefixedName) {
   return prefixedName + kNamePrefix.size();
 }
 
-std::int32_t GetConnectInf(const char* prefixedName, char* nameOut, std::uint64_t* entries) {
+std::int32_t GetConnectInf(const char* prefixedName, char* nameOut,
+                           std::uint64_t* entries) noexcept {
   if (prefixedName == nullptr || nameOut == nullptr || entries == nullptr) return VLPER_PARAM;
   const char* const name = NameBehindPrefix(prefixedName);
   if (name == nullptr) return VLPER_NOTSUPPORT;
+  const std::size_t size = MeasureText(name) + 1;
   return WithPrinter(name, [&](ProviderContext& context, CPrinterInf& printer) {
     const std::int32_t rc = printer.GetConnectInf(entries);
     if (rc < 1 && rc != VLPER_NOENTRY) return rc;
-    const std::size_t size = MeasureText(name) + 1;
     if (size > context.table.maxNameSize) return VLPER_NOTSUPPORT;
-    std::memcpy(nameOut, name, size);
+    std::memmove(nameOut, name, size);  // the two may be one buffer
     return rc;
   });
 }
 
-std::int32_t GetDeviceID(std::uint32_t requestId, const char* name) {
+std::int32_t GetDeviceID(std::uint32_t requestId, const char* name) noexcept {
   if (requestId == 0 || name == nullptr) return VLPER_PARAM;
   return WithPrinter(name, [&](ProviderContext& context, CPrinterInf& printer) {
     Answer answer;
@@ -100,7 +102,7 @@ std::int32_t GetDeviceID(std::uint32_t requestId, const char* name) {
   });
 }
 
-std::int32_t GetStatus(std::uint32_t requestId, const char* name, ChannelKind kind) {
+std::int32_t GetStatus(std::uint32_t requestId, const char* name, ChannelKind kind) noexcept {
   if (requestId == 0 || name == nullptr || kind == 0) return VLPER_PARAM;
   return WithPrinter(name, [&](ProviderContext& context, CPrinterInf& printer) {
     Answer answer;
@@ -116,7 +118,7 @@ std::int32_t GetStatus(std::uint32_t requestId, const char* name, ChannelKind ki
 }
 
 std::int32_t SendCommand(std::uint32_t requestId, const char* name, ChannelKind kind,
-                         const std::uint8_t* command, std::uint32_t length) {
+                         const std::uint8_t* command, std::uint32_t length) noexcept {
   if (requestId == 0 || name == nullptr || kind == 0 || command == nullptr || !IsLength(length)) {
     return VLPER_PARAM;
   }
@@ -137,7 +139,7 @@ std::int32_t SendCommand(std::uint32_t requestId, const char* name, ChannelKind 
 }
 
 std::int32_t SendThroughCommand(std::uint32_t requestId, const char* name, ChannelKind kind,
-                                const std::uint8_t* command, std::uint32_t length) {
+                                const std::uint8_t* command, std::uint32_t length) noexcept {
   if (requestId == 0 || name == nullptr || kind == 0 || command == nullptr || !IsLength(length)) {
     return VLPER_PARAM;
   }
@@ -147,18 +149,21 @@ std::int32_t SendThroughCommand(std::uint32_t requestId, const char* name, Chann
   });
 }
 
-std::int32_t GetResult(std::uint32_t* requestId, std::uint8_t* buffer, std::uint32_t* size) {
+std::int32_t GetResult(std::uint32_t* requestId, std::uint8_t* buffer,
+                       std::uint32_t* size) noexcept {
   if (requestId == nullptr || size == nullptr) return VLPER_PARAM;
   return Guarded([&] {
-    ProviderContext* const context = CurrentContext();
+    const ContextUse use;
+    ProviderContext* const context = use.Get();
     if (context == nullptr) return VLPER_NOTSUPPORT;
     return context->queue->Take(requestId, buffer, size);
   });
 }
 
-std::int32_t Terminate() {
+std::int32_t Terminate() noexcept {
   Guarded([] {
-    ProviderContext* const context = CurrentContext();
+    const ContextUse use;
+    ProviderContext* const context = use.Get();
     if (context == nullptr) return 0;
     context->queue->Stop();
     context->registry->StopAllWorkers();

@@ -11,6 +11,18 @@ namespace {
 // The pointer is never cleared; the flag says whether it may be used.
 std::atomic<ProviderContext*> g_context{nullptr};
 std::atomic<bool> g_attached{false};
+std::atomic<std::uint32_t> g_users{0};
+
+constexpr DWORD kLeaveWaitMs = 5000;
+constexpr DWORD kLeaveLookMs = 10;
+
+bool AllUsersLeave() {
+  for (DWORD waited = 0; g_users.load() != 0; waited += kLeaveLookMs) {
+    if (waited >= kLeaveWaitMs) return false;
+    Sleep(kLeaveLookMs);
+  }
+  return true;
+}
 
 }  // namespace
 
@@ -40,11 +52,18 @@ void ProviderAttach() noexcept {
 
 void ProviderDetach(bool process_ends) noexcept {
   if (process_ends || !g_attached.exchange(false)) return;
-  const std::unique_ptr<ProviderContext> context(g_context.load());
+  ProviderContext* const context = g_context.load();
+  context->queue->Stop();
+  if (AllUsersLeave()) std::unique_ptr<ProviderContext>(context).reset();
 }
 
-ProviderContext* CurrentContext() noexcept {
-  return g_attached.load() ? g_context.load() : nullptr;
+// Counted before the look at the flag, and the flag falls before the count is looked at:
+// so either the detach waits for this user or the user finds no context.
+ContextUse::ContextUse() noexcept {
+  ++g_users;
+  context_ = g_attached.load() ? g_context.load() : nullptr;
 }
+
+ContextUse::~ContextUse() { --g_users; }
 
 }  // namespace vlp

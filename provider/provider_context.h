@@ -31,11 +31,25 @@ struct ProviderContext {
 // second call does nothing.
 void ProviderAttach() noexcept;
 
-// Destroys the context. At the end of the process nothing is touched: other threads are
-// gone, wherever they were. A second call does nothing.
+// Stops the queue, waits at most five seconds for callers that are still inside, and
+// destroys the context; with a caller left it is leaked instead of freed under it. At
+// the end of the process nothing is touched: other threads are gone, wherever they
+// were. A second call does nothing.
 void ProviderDetach(bool process_ends) noexcept;
 
-// The context from attach to detach, else null.
-ProviderContext* CurrentContext() noexcept;
+// Keeps the context alive for one operation.
+class ContextUse {
+ public:
+  ContextUse() noexcept;
+  ~ContextUse();
+  ContextUse(const ContextUse&) = delete;
+  ContextUse& operator=(const ContextUse&) = delete;
+
+  // The context from attach to detach, else null.
+  ProviderContext* Get() const noexcept { return context_; }
+
+ private:
+  ProviderContext* context_;
+};
 
 }  // namespace vlp

@@ -14,6 +14,7 @@ std::int32_t CopyOut(const ResultRecord& record, std::uint32_t* requestId, std::
   const bool fits = *size >= record.length;
   *size = record.length;
   if (!fits) return VLPER_BUFFERSIZE;
+  if (buffer == nullptr && record.data != nullptr && record.length != 0) return VLPER_PARAM;
   *requestId = record.requestId;
   if (record.data != nullptr && record.length != 0) {
     std::memcpy(buffer, record.data.get(), record.length);
@@ -23,6 +24,8 @@ std::int32_t CopyOut(const ResultRecord& record, std::uint32_t* requestId, std::
 
 const ResultRecord* ResultList::Add(std::uint32_t requestId, const std::uint8_t* data,
                                     std::uint32_t length) noexcept {
+  // A record's length comes back as a positive result.
+  if (length > static_cast<std::uint32_t>(INT32_MAX)) return nullptr;
   try {
     // All of the making lies outside of the lock, the list's node too.
     Records made;

@@ -17,7 +17,8 @@ struct ResultRecord {
   std::uint32_t length = 0;              // bytes
 };
 
-// Copies a record out without waiting. VLPER_PARAM for a null requestId;
+// Copies a record out without waiting. VLPER_PARAM for a null requestId, and
+// for a null buffer with data to copy;
 // VLPER_BUFFERSIZE if `*size` is below the length; else the number of bytes. In the last
 // two cases `*size` becomes the length.
 std::int32_t CopyOut(const ResultRecord& record, std::uint32_t* requestId, std::uint8_t* buffer,
@@ -30,7 +31,8 @@ class ResultList {
   ResultList& operator=(const ResultList&) = delete;
 
   // Appends a copy of `length` bytes, 0 allowed. Any thread; signals nobody. Null if
-  // memory runs out; the list is then as before. The record stays the list's.
+  // memory runs out or the length is above INT32_MAX; the list is then as before. The
+  // record is the list's and may be taken and gone at any moment.
   const ResultRecord* Add(std::uint32_t requestId, const std::uint8_t* data,
                           std::uint32_t length) noexcept;
 

@@ -46,11 +46,7 @@ std::int32_t ResultQueue::TakeOrWait(std::uint32_t* requestId, std::uint8_t* buf
         return VLPER_PARAM;
       case ResultList::Front::kNone:
         // Without an event, for want of memory at the start, the limit alone paces.
-        if (!event_) {
-          Sleep(kLookAgainMs);
-        } else {
-          WaitForSingleObject(event_.Get(), kLookAgainMs);
-        }
+        if (WaitForSingleObject(event_.Get(), kLookAgainMs) == WAIT_FAILED) Sleep(kLookAgainMs);
     }
   }
   return VLPER_TERMINATE;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "include/vlpbidi.h"
+#include "support/gen_vl_settings.h"
 #include "support/published.h"
 
 namespace vlp {
@@ -24,6 +25,7 @@ struct ConnectRecords {
   std::array<ChannelRecord, kMaxConnectEntries> records;
   std::uint32_t count = 0;        // valid records, packed from the front
   std::uint32_t vendorClass = 0;  // 1: the device ID lists "GENVL"
+  GenVlSettings genVlSettings;    // all zero unless vendorClass is 1
 
   // The first record of this kind, or null.
   const ChannelRecord* Find(ChannelKind kind) const;

@@ -88,8 +88,8 @@ class Batch {
     Memory& memory = rows_.back();
     vlp::BidiRequestEntry entry;
     entry.schema = memory.schema.c_str();
-    entry.input = input.empty() ? nullptr
-                                : reinterpret_cast<const std::uint8_t*>(memory.input.data());
+    entry.input =
+        input.empty() ? nullptr : reinterpret_cast<const std::uint8_t*>(memory.input.data());
     entry.inputSize = static_cast<std::uint32_t>(input.size());
     if (asks) {
       entry.output = memory.output.data();

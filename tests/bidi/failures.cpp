@@ -118,11 +118,8 @@ TEST_P(FailureForm, SchemaNotSupportedAtTheAnswerIsRecognisedAsAWholeNumberOnly)
     std::uint32_t result;
     std::int32_t code;
   } kResults[] = {
-      {13005, VLPER_NOTSUPPORT},
-      {0x800732CD, 0},  // the same number with its failure bits
-      {0x000132CD, 0},
-      {13004, 0},
-      {0x80004005, 0},
+      {13005, VLPER_NOTSUPPORT}, {0x800732CD, 0},  // the same number with its failure bits
+      {0x000132CD, 0},           {13004, 0},      {0x80004005, 0},
   };
   for (const auto& each : kResults) {
     SetAnswer({.result = each.result, .data = bytes_of("data")});
@@ -162,8 +159,7 @@ TEST_P(FailureForm, RequestThatKeepsItsInputIsReleasedAllTheSame) {
   trouble.rows[kSchema] = {.data = bytes_of("data")};
   EXPECT_EQ(0, CallWith(trouble, kLogBidi));
   ExpectClean(1);
-  const auto lines =
-      LinesOf("CBidiIF::DeleteRequest: IBidiRequest::SetInputData(BIDI_NULL,0,0)");
+  const auto lines = LinesOf("CBidiIF::DeleteRequest: IBidiRequest::SetInputData(BIDI_NULL,0,0)");
   ASSERT_EQ(1u, lines.size());
   EXPECT_EQ(
       "### CBidiIF::DeleteRequest: IBidiRequest::SetInputData(BIDI_NULL,0,0) : hr = -2147467259",

@@ -2,6 +2,7 @@
 
 #include "platform/faults.h"
 #include "tests/bidi/bidi_fixture.h"
+#include "tests/support/fault_memory.h"
 #include "tests/support/virtual_time.h"
 
 namespace vlp {
@@ -123,6 +124,26 @@ TEST_F(WorkerFault, CallsJoinNoApartment) {
   EXPECT_EQ(0u, platform::calls_of("CoUninitialize"));
 }
 
+// A wait that fails is made again: neither the interface nor the object goes too early.
+TEST_F(WorkerFault, OfAWaitIsOvercome) {
+  test::run_virtual_schedules(20, [&] {
+    SetAnswer({.data = far_side::bytes_of("ok")});
+    platform::fail_call("WaitForMultipleObjects", 1, ERROR_NOT_ENOUGH_MEMORY);
+    platform::fail_call("WaitForSingleObject", 1, ERROR_NOT_ENOUGH_MEMORY);
+    auto bidi = std::make_unique<CBidiIF>(nullptr);
+    test::settle();
+    EXPECT_EQ(2u, platform::faults_met());
+    Batch batch;
+    batch.Ask(kSchema, 8);
+    EXPECT_EQ(0, bidi->SendRecvBidiContainer(TEXT("Printer"), batch.Get()));
+    platform::fail_call("WaitForSingleObject", 1, ERROR_NOT_ENOUGH_MEMORY);
+    bidi.reset();
+    EXPECT_EQ(3u, platform::faults_met());
+    EXPECT_EQ(far_side::LiveObjects{}, far_side::live_objects());
+    platform::clear_faults();
+  });
+}
+
 TEST_F(WorkerFault, StopAndEndCloseEachHandleOnce) {
   test::run_virtual_parallel([&] {
     platform::watch_calls();
@@ -141,6 +162,7 @@ TEST_F(WorkerFault, StopAndEndCloseEachHandleOnce) {
 
 // What runs out of memory does so before the bind: nothing is bound, nothing locked.
 TEST_F(WorkerFault, OutOfMemoryPassesBeforeTheBind) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   test::run_virtual_parallel([&] {
     CBidiIF bidi(nullptr);
     SetAnswer({.data = far_side::bytes_of("ok")});

@@ -70,8 +70,8 @@ TEST(ChannelChoice, KeepsD4OfAVendorClassPrinter) {
 }
 
 TEST(ChannelChoice, WithoutTheFieldKeepsOnlyKindsWithoutATest) {
-  const Channels all = {{ChnlKindD4, 1},   {ChnlKindZrdPages, 1}, {ChnlKindQpl, 1},
-                        {ChnlKindBdc, 1},  {ChnlKindZrdPage, 1},  {ChnlKindEnd4, 1},
+  const Channels all = {{ChnlKindD4, 1},    {ChnlKindZrdPages, 1}, {ChnlKindQpl, 1},
+                        {ChnlKindBdc, 1},   {ChnlKindZrdPage, 1},  {ChnlKindEnd4, 1},
                         {ChnlKindLabel, 1}, {0x12345678, 1}};
   EXPECT_EQ((Channels{{ChnlKindZrdPage, 1}, {0x12345678, 1}}), Chosen(all, "MFG:X;MDL:Y;"));
 }

@@ -25,11 +25,11 @@ TEST_F(ConnectionFailure, OfTheSendReadsAsNotSupported) {
   far_side::set_trouble({.send = {.result = kFail}});
   EXPECT_EQ(VLPER_NOTSUPPORT, GetConnectInf());
   EXPECT_EQ(Channels{}, channels_);
-  EXPECT_EQ((std::vector<std::string>{
-                "CPrinterInf::GetConnectInf Enter",
-                "CPrinterInf::GetConnectInf Change VLPER_SEND to VLPER_NOTSUPPORT",
-                "### CPrinterInf::GetConnectInf Return : rc = -1"}),
-            LinesOf("GetConnectInf"));
+  EXPECT_EQ(
+      (std::vector<std::string>{"CPrinterInf::GetConnectInf Enter",
+                                "CPrinterInf::GetConnectInf Change VLPER_SEND to VLPER_NOTSUPPORT",
+                                "### CPrinterInf::GetConnectInf Return : rc = -1"}),
+      LinesOf("GetConnectInf"));
 }
 
 TEST_F(ConnectionFailure, OfAnotherKindKeepsItsCode) {

@@ -126,12 +126,12 @@ TEST_F(ConnectionInfo, OfAProfileWithoutChannelsHasNoEntryAndHoldsTheDeviceId) {
   EXPECT_EQ(0, GetDeviceID());
   EXPECT_EQ(operations_test::kDeviceId, device_id_);
   EXPECT_EQ(1u, Queries());
-  EXPECT_EQ((std::vector<std::string>{
-                "CPrinterInf::GetConnectInf Enter",
-                "### CPrinterInf::GetConnectInf Return : rc = -19",
-                "CPrinterInf::GetConnectInf Enter",
-                "### CPrinterInf::GetConnectInf Exist DevID Return : rc = -19"}),
-            LinesOf("GetConnectInf"));
+  EXPECT_EQ(
+      (std::vector<std::string>{"CPrinterInf::GetConnectInf Enter",
+                                "### CPrinterInf::GetConnectInf Return : rc = -19",
+                                "CPrinterInf::GetConnectInf Enter",
+                                "### CPrinterInf::GetConnectInf Exist DevID Return : rc = -19"}),
+      LinesOf("GetConnectInf"));
 }
 
 TEST_F(ConnectionInfo, IsKeptForTheNextCall) {

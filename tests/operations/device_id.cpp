@@ -23,7 +23,8 @@ class DeviceId : public OperationsTest {
   std::int32_t Ask(std::uint32_t capacity, std::string* text = nullptr) {
     std::vector<std::uint8_t> buffer(capacity + 1, 0xA5);
     length_ = capacity;
-    const std::int32_t rc = printer_->GetDeviceID(capacity == 0 ? nullptr : buffer.data(), &length_);
+    const std::int32_t rc =
+        printer_->GetDeviceID(capacity == 0 ? nullptr : buffer.data(), &length_);
     EXPECT_EQ(0xA5, buffer[capacity]);
     if (text != nullptr) text->assign(buffer.begin(), buffer.end());
     return rc;
@@ -69,15 +70,12 @@ TEST_F(DeviceId, IsLoggedWithItsBytesOrItsCode) {
   EXPECT_EQ(0, Ask(kSize));
   EXPECT_EQ(VLPER_BUFFERSIZE, Ask(1));
   EXPECT_EQ((std::vector<std::string>{
-                "CPrinterInf::GetDeviceID Enter",
-                "### CPrinterInf::GetDeviceID Return : rc = -5",
-                "CPrinterInf::GetDeviceID Enter",
-                "CPrinterInf::GetDeviceID Exist DevID Return",
+                "CPrinterInf::GetDeviceID Enter", "### CPrinterInf::GetDeviceID Return : rc = -5",
+                "CPrinterInf::GetDeviceID Enter", "CPrinterInf::GetDeviceID Exist DevID Return",
                 "CPrinterInf::GetDeviceID Enter",
                 "### CPrinterInf::GetDeviceID Exist DevID Return : rc = -5"}),
             LinesOf("GetDeviceID"));
-  const auto lines =
-      log_lines::starting(LogPath(), "CPrinterInf::GetDeviceID Exist DevID Return");
+  const auto lines = log_lines::starting(LogPath(), "CPrinterInf::GetDeviceID Exist DevID Return");
   EXPECT_EQ((std::vector<std::string>{std::string("Data(21): ") + kDeviceId}), lines[0].bytes);
 }
 

@@ -62,8 +62,8 @@ class OperationsTest : public printer_test::PrinterTest {
     if (rc != VLPER_BUFFERSIZE) return rc;
     std::vector<std::uint8_t> buffer(length);
     rc = printer_->GetDeviceID(buffer.data(), &length);
-    device_id_.assign(buffer.begin(), buffer.begin() + std::min<std::ptrdiff_t>(
-                                                           length, std::ssize(buffer)));
+    device_id_.assign(buffer.begin(),
+                      buffer.begin() + std::min<std::ptrdiff_t>(length, std::ssize(buffer)));
     return rc;
   }
 

@@ -23,21 +23,11 @@ struct RemoteCase {
 
 TEST_F(NetworkPort, IsAnyRemoteNameButThatOfAClientsPort) {
   constexpr RemoteCase kCases[] = {
-      {"\\\\Client\\LPT1", false},
-      {"\\\\Client\\LPT1:", false},
-      {"\\\\Client\\LPT", false},
-      {"\\\\ClientX\\LPT1", false},
-      {"\\\\Client\\share\\LPT1", false},
-      {"\\\\server\\queue", true},
-      {"\\\\server\\LPT1", true},
-      {"\\\\Client\\QUE1", true},
-      {"\\\\Client\\lpt1", true},
-      {"\\\\client\\LPT1", true},
-      {"\\\\CLIENT\\LPT1", true},
-      {"\\\\Clien\\LPT1", true},
-      {"\\\\Client", true},
-      {"\\\\ClientLPT1", true},
-      {" \\\\Client\\LPT1", true},
+      {"\\\\Client\\LPT1", false},  {"\\\\Client\\LPT1:", false},       {"\\\\Client\\LPT", false},
+      {"\\\\ClientX\\LPT1", false}, {"\\\\Client\\share\\LPT1", false}, {"\\\\server\\queue", true},
+      {"\\\\server\\LPT1", true},   {"\\\\Client\\QUE1", true},         {"\\\\Client\\lpt1", true},
+      {"\\\\client\\LPT1", true},   {"\\\\CLIENT\\LPT1", true},         {"\\\\Clien\\LPT1", true},
+      {"\\\\Client", true},         {"\\\\ClientLPT1", true},           {" \\\\Client\\LPT1", true},
   };
   for (const RemoteCase& each : kCases) {
     far_side::redirect("LPT1:", each.remote);
@@ -73,9 +63,9 @@ TEST_F(NetworkPort, IsRefusedByTheCheck) {
   far_side::add_printer({.name = "Printer", .port = "LPT1:"});
   Make("Printer", kLogPrinter);
   EXPECT_EQ(VLPER_NOTSUPPORT, printer_->CheckSupportPort());
-  EXPECT_EQ((std::vector<std::string>{
-                "CPrinterInf::CheckSupportPort Return (NetLPT port) : rc = -1"}),
-            LinesOf("CheckSupportPort"));
+  EXPECT_EQ(
+      (std::vector<std::string>{"CPrinterInf::CheckSupportPort Return (NetLPT port) : rc = -1"}),
+      LinesOf("CheckSupportPort"));
 
   far_side::redirect("LPT1:", "\\\\Client\\LPT1");
   EXPECT_EQ(0, printer_->CheckSupportPort());

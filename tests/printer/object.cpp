@@ -21,10 +21,10 @@ TEST_F(PrinterObject, LogsItsMakingAndItsEnd) {
 TEST_F(PrinterObject, LogsItsNameBeforeItsMaking) {
   Make();
   printer_.reset();
-  EXPECT_EQ(
-      (std::vector<std::string>{"CPrinterInf::SetRealPrinterName: PrinterName(Printer)",
-                                "new CPrinterInf : Printer = 0", "delete CPrinterInf : Printer = 0"}),
-      Lines());
+  EXPECT_EQ((std::vector<std::string>{"CPrinterInf::SetRealPrinterName: PrinterName(Printer)",
+                                      "new CPrinterInf : Printer = 0",
+                                      "delete CPrinterInf : Printer = 0"}),
+            Lines());
 }
 
 TEST_F(PrinterObject, KeepsTheNameAsItWasGiven) {

@@ -11,10 +11,9 @@ namespace {
 
 TEST(LocalPrefix, IsMetInAnyCaseOfLetters) {
   for (const char* port :
-       {"VLUSB001",  "vlusb001",  "VlUsB001",  "USB001",     "usb001",   "Usb001",
-        "VL1394_1",  "vl1394_1",  "Vl1394_1",  "VLS_LPT1",   "vls_lpt1", "VlS_lPt1",
-        "BILPT1",    "bilpt1",    "BiLpt1",    "VL1394D3_1", "vl1394d3_1",
-        "Vl1394d3_1", "LPT1:",    "lpt1:",     "LpT1:"}) {
+       {"VLUSB001", "vlusb001",   "VlUsB001",   "USB001",     "usb001",   "Usb001", "VL1394_1",
+        "vl1394_1", "Vl1394_1",   "VLS_LPT1",   "vls_lpt1",   "VlS_lPt1", "BILPT1", "bilpt1",
+        "BiLpt1",   "VL1394D3_1", "vl1394d3_1", "Vl1394d3_1", "LPT1:",    "lpt1:",  "LpT1:"}) {
     EXPECT_TRUE(HasLocalPrefix(port)) << port;
   }
 }
@@ -28,9 +27,10 @@ TEST(LocalPrefix, IsComparedOverItsOwnLengthOnly) {
 
 TEST(LocalPrefix, IsMissingFromOtherPorts) {
   for (const char* port :
-       {"", "U", "US", "us", "VLUS", "VL1394", "VL1394D3", "VLS_LP", "BILP", "LP", "COM1:", "NULL",
-        "FILE:", "NUL:", " USB001", "XUSB001", "IP_10.0.0.1", "\\\\server\\queue", "WSD-1",
-        "US\xC2"}) {
+       {"",         "U",      "US",      "us",      "VLUS",        "VL1394",
+        "VL1394D3", "VLS_LP", "BILP",    "LP",      "COM1:",       "NULL",
+        "FILE:",    "NUL:",   " USB001", "XUSB001", "IP_10.0.0.1", "\\\\server\\queue",
+        "WSD-1",    "US\xC2"}) {
     EXPECT_FALSE(HasLocalPrefix(port)) << port;
   }
 }

@@ -6,6 +6,7 @@
 #include "printer/real_name.h"
 #include "support/spooler.h"
 #include "tests/printer/printer_fixture.h"
+#include "tests/support/fault_memory.h"
 #include "tests/support/virtual_time.h"
 
 namespace vlp {
@@ -194,6 +195,7 @@ TEST_F(PrinterFault, EndWaitsForTheWorkerAndLeavesNothing) {
 
 // Memory runs out at each step of the making: it passes, and nothing is left.
 TEST_F(PrinterFault, OutOfMemoryWhileBeingMadePassesAndLeavesNothing) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   far_side::add_printer({.name = "\\\\CSR|srv\\alias", .published_name = "queue"});
   for (unsigned nth = 1;; ++nth) {
     SCOPED_TRACE(nth);

@@ -69,8 +69,7 @@ TEST_F(RealName, WritesNothingBeyondItsSize) {
 
 TEST_F(RealName, WithoutASizeIsRefused) {
   char out[64] = {};
-  EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER},
-            BuildCsrRealName(full_.Get(), kAlias, out, nullptr));
+  EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, BuildCsrRealName(full_.Get(), kAlias, out, nullptr));
 }
 
 struct RefusedCase {

@@ -105,8 +105,7 @@ TEST_F(Detach, DestroysPrintersAndRecords) {
   ProviderDetach(false);
   EXPECT_EQ(nullptr, CurrentContext());
   EXPECT_EQ(0u, far_side::live_objects().spls);
-  EXPECT_EQ("delete CPrinterInf : Printer = 0",
-            log_lines::shown(directory + "Printer.dat").back());
+  EXPECT_EQ("delete CPrinterInf : Printer = 0", log_lines::shown(directory + "Printer.dat").back());
 }
 
 TEST_F(Detach, ASecondTimeDoesNothing) {

@@ -5,6 +5,7 @@
 #include "provider/log_settings_reader.h"
 #include "provider/operations.h"
 #include "tests/provider/provider_fixture.h"
+#include "tests/support/fault_memory.h"
 #include "tests/support/virtual_time.h"
 
 namespace vlp {
@@ -102,6 +103,7 @@ TEST_F(AttachFault, AsksInOrderAndStartsNoThread) {
 }
 
 TEST_F(AttachFault, OfMemoryLeavesAnUnattachedLibraryAndNothingElse) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   for (unsigned nth = 1;; ++nth) {
     SCOPED_TRACE(nth);
     bool met = false;

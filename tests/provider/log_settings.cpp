@@ -61,10 +61,17 @@ struct SizeCase {
 
 TEST_F(LogSettingsTest, SizeIsTheOwnOneOrElseTheGeneralOne) {
   const SizeCase cases[] = {
-      {std::nullopt, std::nullopt, 0}, {std::nullopt, 0, 0},   {std::nullopt, 300, 300},
-      {0, std::nullopt, 0},            {0, 0, 0},              {0, 300, 300},
-      {200, std::nullopt, 200},        {200, 0, 200},          {200, 300, 200},
-      {0xFFFFFFFF, 300, 0xFFFFFFFF},   {0, 0xFFFFFFFF, 0xFFFFFFFF},
+      {std::nullopt, std::nullopt, 0},
+      {std::nullopt, 0, 0},
+      {std::nullopt, 300, 300},
+      {0, std::nullopt, 0},
+      {0, 0, 0},
+      {0, 300, 300},
+      {200, std::nullopt, 200},
+      {200, 0, 200},
+      {200, 300, 200},
+      {0xFFFFFFFF, 300, 0xFFFFFFFF},
+      {0, 0xFFFFFFFF, 0xFFFFFFFF},
   };
   for (const SizeCase& each : cases) {
     far_side::set_log({.max_size = each.bidi, .debug_max_size = each.debug});
@@ -123,9 +130,7 @@ TEST_F(LogSettingsTest, PathOfAllBytesWithoutATerminatorIsBounded) {
   EXPECT_EQ('\0', settings.logPath->c_str()[260]);
 }
 
-TEST_F(LogSettingsTest, TellTheSystemsVersion) {
-  EXPECT_GE(ReadLogSettings().osMajorVersion, 5u);
-}
+TEST_F(LogSettingsTest, TellTheSystemsVersion) { EXPECT_GE(ReadLogSettings().osMajorVersion, 5u); }
 
 }  // namespace
 }  // namespace vlp

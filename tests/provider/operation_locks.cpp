@@ -3,6 +3,7 @@
 
 #include "platform/faults.h"
 #include "tests/provider/provider_fixture.h"
+#include "tests/support/fault_memory.h"
 #include "tests/support/virtual_time.h"
 
 namespace vlp {
@@ -61,9 +62,8 @@ TEST_F(OperationLocks, OtherOperationsTakeNone) {
     CPrinterInf& printer = *CurrentContext()->registry->FindOrCreate("Printer");
     const std::uint8_t command[] = {'x'};
     for (CriticalSection* lock : {&printer.sendLock, &printer.statusLock}) {
-      EXPECT_FALSE(WaitsFor(*lock, [&] {
-        table.SendThroughCommand(1, "Printer", ChnlKindBdc, command, 1);
-      }));
+      EXPECT_FALSE(WaitsFor(
+          *lock, [&] { table.SendThroughCommand(1, "Printer", ChnlKindBdc, command, 1); }));
       EXPECT_FALSE(WaitsFor(*lock, [&] { EXPECT_EQ(0, table.GetDeviceID(1, "Printer")); }));
       EXPECT_FALSE(WaitsFor(*lock, [&] {
         char name[260];
@@ -96,6 +96,7 @@ TEST_F(OperationLocks, AreGivenBackByEveryOperation) {
 
 // At each step: the code of it, nothing half queued, no lock kept, and the next is good.
 TEST_F(OperationLocks, OutOfMemoryInADeviceIdIsToldAndLeavesNothing) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   for (const bool cached : {false, true}) {
     for (unsigned nth = 1;; ++nth) {
       SCOPED_TRACE((cached ? "cached " : "fresh ") + std::to_string(nth));
@@ -132,6 +133,7 @@ TEST_F(OperationLocks, OutOfMemoryInADeviceIdIsToldAndLeavesNothing) {
 }
 
 TEST_F(OperationLocks, OutOfMemoryInConnectionInfoIsTold) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   for (unsigned nth = 1;; ++nth) {
     SCOPED_TRACE(nth);
     bool met = false;

@@ -58,8 +58,8 @@ TEST_F(Registry, FindsTheSameObjectAgain) {
 }
 
 TEST_F(Registry, ComparesNamesByteByByte) {
-  const char* const names[] = {"Printer",  "printer", "PRINTER", " Printer", "Printer ",
-                               "Printe",   "Printer1", "UFName:Printer"};
+  const char* const names[] = {"Printer",  "printer", "PRINTER",  " Printer",
+                               "Printer ", "Printe",  "Printer1", "UFName:Printer"};
   std::vector<CPrinterInf*> printers;
   for (const char* name : names) printers.push_back(registry_->FindOrCreate(name));
   EXPECT_EQ(8u, registry_->Count());
@@ -148,11 +148,11 @@ TEST_F(Registry, DestroysInTheOrderOfCreation) {
   settings_.logFlag = kLogObjects;
   for (const char* name : {"p/1", "p:1", "p*1"}) registry_->FindOrCreate(name);
   registry_.reset();
-  EXPECT_EQ((std::vector<std::string>{"new CPrinterInf : p/1 = 0", "new CPrinterInf : p:1 = 0",
-                                      "new CPrinterInf : p*1 = 0", "delete CPrinterInf : p/1 = 0",
-                                      "delete CPrinterInf : p:1 = 0",
-                                      "delete CPrinterInf : p*1 = 0"}),
-            log_lines::shown(directory_ + "p 1.dat"));
+  EXPECT_EQ(
+      (std::vector<std::string>{"new CPrinterInf : p/1 = 0", "new CPrinterInf : p:1 = 0",
+                                "new CPrinterInf : p*1 = 0", "delete CPrinterInf : p/1 = 0",
+                                "delete CPrinterInf : p:1 = 0", "delete CPrinterInf : p*1 = 0"}),
+      log_lines::shown(directory_ + "p 1.dat"));
 }
 
 TEST_F(Registry, HandsItsSettingsToEachObject) {

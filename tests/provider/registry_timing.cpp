@@ -4,6 +4,7 @@
 #include "platform/machine.h"
 #include "provider/printer_registry.h"
 #include "tests/support/far_side.h"
+#include "tests/support/fault_memory.h"
 #include "tests/support/virtual_time.h"
 
 #include "include/vlpbidi.h"
@@ -79,6 +80,7 @@ TEST_F(RegistryTime, OneNameFromManyThreadsIsOneObject) {
 }
 
 TEST_F(RegistryTime, FindingAKnownNameNeedsNoMemory) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   test::run_virtual_parallel([&] {
     PrinterRegistry registry(&settings_);
     CPrinterInf* const printer = registry.FindOrCreate("Printer");
@@ -95,6 +97,7 @@ TEST_F(RegistryTime, FindingAKnownNameNeedsNoMemory) {
 }
 
 TEST_F(RegistryTime, OutOfMemoryWhileMakingLeavesTheRegistryAsItWas) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   for (unsigned nth = 1;; ++nth) {
     SCOPED_TRACE(nth);
     bool met = false;

@@ -16,9 +16,8 @@ namespace {
 class Queue : public ::testing::Test {
  protected:
   void Add(std::uint32_t requestId, const std::string& text) {
-    ASSERT_NE(nullptr,
-              list_.Add(requestId, reinterpret_cast<const std::uint8_t*>(text.data()),
-                        static_cast<std::uint32_t>(text.size())));
+    ASSERT_NE(nullptr, list_.Add(requestId, reinterpret_cast<const std::uint8_t*>(text.data()),
+                                 static_cast<std::uint32_t>(text.size())));
   }
 
   std::int32_t Take(std::uint32_t capacity) {

@@ -110,9 +110,8 @@ TEST_P(Refusal, OfConnectionInfoWithoutEachPointer) {
 TEST_P(Refusal, OfConnectionInfoWithABadName) {
   char name[260] = "left";
   std::uint64_t entries[11] = {};
-  for (const std::string prefixed :
-       {"", "Printer", "UFName:", "UFName", "ufname:Printer", "UFNAME:Printer", "UFName;Printer",
-        " UFName:Printer"}) {
+  for (const std::string prefixed : {"", "Printer", "UFName:", "UFName", "ufname:Printer",
+                                     "UFNAME:Printer", "UFName;Printer", " UFName:Printer"}) {
     EXPECT_EQ(VLPER_NOTSUPPORT, table_.GetConnectInf(prefixed.c_str(), name, entries)) << prefixed;
   }
   const std::string endless = "UFName:" + std::string(253, 'x');

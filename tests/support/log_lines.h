@@ -61,8 +61,7 @@ inline std::vector<Line> read(const std::string& path) {
     at = end;
     if (detail::begins_line(piece)) {
       lines.push_back(detail::line_of(piece));
-    } else if (!lines.empty() &&
-               (piece.rfind(" Data(", 0) == 0 || piece.rfind(" Dump(", 0) == 0)) {
+    } else if (!lines.empty() && (piece.rfind(" Data(", 0) == 0 || piece.rfind(" Dump(", 0) == 0)) {
       lines.back().bytes.push_back(piece.substr(1));
     } else if (!lines.empty() && !lines.back().bytes.empty()) {
       lines.back().bytes.back() += "\r\n" + piece;  // bytes that hold a line's end

@@ -19,8 +19,10 @@ const std::set<std::int32_t> kListedCodes = {
     VLPER_NOTSUPPORT, VLPER_NOTCONNECT, VLPER_NOCHANNEL, VLPER_BUFFERSIZE, VLPER_TERMINATE,
     VLPER_PARAM,      VLPER_MEMORY,     VLPER_SEND,      VLPER_BUSY,       VLPER_NOENTRY};
 
-// Setting an event that one owns can't fail, and a thread that wasn't woken waits for ever.
-const std::set<std::string> kCannotFail = {"SetEvent"};
+// Events and waits on handles of one's own can't fail in life, and a thread that isn't
+// woken or waited for leaves nothing that could be promised.
+const std::set<std::string> kCannotFail = {"SetEvent", "WaitForSingleObject",
+                                           "WaitForMultipleObjects"};
 
 std::string FailedCalls() {
   std::string text;

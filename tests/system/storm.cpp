@@ -18,7 +18,7 @@ namespace {
 using test::TestThread;
 
 constexpr const char* kSeedVariable = "VLPBIDI_SEED";
-constexpr unsigned kSeeds = 150;
+constexpr unsigned kSeeds = 110;
 
 // All of them, or the one that is to be seen again.
 std::vector<std::uint64_t> Seeds() {
