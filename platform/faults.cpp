@@ -81,10 +81,9 @@ bool faults_watch() { return !book().faults.empty() || book().watching; }
 bool allocation_fails() {
   if (!allocations_armed.load(std::memory_order_relaxed) || !tested) return false;
   if (holds_state_lock()) return false;
-  if (self().call.load(std::memory_order_relaxed) != nullptr) return false;
   tested = false;  // what is allocated in here doesn't count
   bool fails = false;
-  {
+  if (self().call.load(std::memory_order_relaxed) == nullptr) {
     StateGuard guard;
     fails = note_call(kAllocation, Fails::yes).has_value();
   }

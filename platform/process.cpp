@@ -101,6 +101,7 @@ void* serve_console(void*) {
     {
       const StateGuard guard;
       chain.assign(handlers().rbegin(), handlers().rend());
+      happens_after(&handlers());
     }
     bool handled = false;
     for (PHANDLER_ROUTINE handler : chain) {
@@ -207,6 +208,7 @@ BOOL WINAPI SetConsoleCtrlHandler(PHANDLER_ROUTINE handler, BOOL add) {
   auto& all = platform::handlers();
   if (add != FALSE) {
     if (!platform::start_console_thread()) return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    platform::happens_before(&all);
     all.push_back(handler);
     return TRUE;
   }

@@ -45,6 +45,11 @@ void own(CRITICAL_SECTION& section, Thread& thread) {
   thread.sections.push_back(&section);
 }
 
+// The ordering edges hang on the queue: a section's own address may be that of an
+// earlier section, on a reused stack, which would seem to order what isn't.
+void state_entered(CRITICAL_SECTION& section) { happens_after(&queue_of(section)); }
+void state_left(CRITICAL_SECTION& section) { happens_before(&queue_of(section)); }
+
 }  // namespace
 
 void init_section(CRITICAL_SECTION& section, DWORD spin_count) {
@@ -132,32 +137,29 @@ VOID WINAPI DeleteCriticalSection(LPCRITICAL_SECTION section) {
 
 VOID WINAPI EnterCriticalSection(LPCRITICAL_SECTION section) {
   const Call call("EnterCriticalSection", Fails::never);
-  {
-    platform::Thread& thread = platform::self();
-    const StateGuard guard;
-    platform::enter_section(*section, thread);
-  }
-  platform::happens_after(section);
+  platform::Thread& thread = platform::self();
+  const StateGuard guard;
+  platform::enter_section(*section, thread);
+  // A terminated thread comes back without the section, which may be gone by now.
+  if (!thread.terminated) platform::state_entered(*section);
 }
 
 BOOL WINAPI TryEnterCriticalSection(LPCRITICAL_SECTION section) {
   const Call call("TryEnterCriticalSection", Fails::never);
-  {
-    platform::Thread& thread = platform::self();
-    const StateGuard guard;
-    if (!platform::try_enter_section(*section, thread)) {
-      platform::note_spin(thread);
-      return FALSE;
-    }
+  platform::Thread& thread = platform::self();
+  const StateGuard guard;
+  if (!platform::try_enter_section(*section, thread)) {
+    platform::note_spin(thread);
+    return FALSE;
   }
-  platform::happens_after(section);
+  platform::state_entered(*section);
   return TRUE;
 }
 
 VOID WINAPI LeaveCriticalSection(LPCRITICAL_SECTION section) {
   const Call call("LeaveCriticalSection", Fails::never);
   platform::Thread& thread = platform::self();
-  platform::happens_before(section);
   const StateGuard guard;
+  platform::state_left(*section);
   platform::leave_section(*section, thread);
 }

@@ -4,6 +4,7 @@
 #include <processthreadsapi.h>
 #include <synchapi.h>
 #include <winerror.h>
+#include <winnls.h>
 
 #include <algorithm>
 #include <cstring>
@@ -114,6 +115,18 @@ void Mutex::last_reference_gone() {
 
 constexpr size_t kNameLimit = 260;
 
+// A trail byte that looks like a backslash is none.
+bool has_backslash(const std::string& text) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (IsDBCSLeadByte(static_cast<BYTE>(text[i])) != FALSE) {
+      ++i;
+    } else if (text[i] == '\\') {
+      return true;
+    }
+  }
+  return false;
+}
+
 // The name in its full form, or the error that it deserves.
 DWORD full_name(LPCSTR name, std::string& full) {
   full = name;
@@ -122,9 +135,9 @@ DWORD full_name(LPCSTR name, std::string& full) {
     const size_t length = std::strlen(prefix);
     if (full.compare(0, length, prefix) != 0) continue;
     if (full.size() == length) return ERROR_INVALID_NAME;
-    return full.find('\\', length) == std::string::npos ? ERROR_SUCCESS : ERROR_PATH_NOT_FOUND;
+    return !has_backslash(full.substr(length)) ? ERROR_SUCCESS : ERROR_PATH_NOT_FOUND;
   }
-  if (full.find('\\') != std::string::npos) return ERROR_PATH_NOT_FOUND;
+  if (has_backslash(full)) return ERROR_PATH_NOT_FOUND;
   full.insert(0, "Local\\");
   return ERROR_SUCCESS;
 }

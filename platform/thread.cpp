@@ -67,7 +67,6 @@ void* thread_main(void* parameter) {
   std::unique_ptr<Start> start(static_cast<Start*>(parameter));
   Thread& thread = *start->thread;
   set_current(&thread);
-  set_under_test(start->tested);
   {
     const StateGuard guard;
     await_turn(thread);
@@ -78,6 +77,7 @@ void* thread_main(void* parameter) {
   DWORD exit_code = 0;
   if (!is_terminated(thread)) {
     pass_loader(thread, "its start");
+    set_under_test(start->tested);
     exit_code = run(*start, out);
   }
   set_under_test(false);

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "platform/fault_points.h"
 #include "platform/kernel/module_life.h"
 #include "platform/kernel/state.h"
 #include "platform/kernel/thread_start.h"
@@ -99,11 +100,15 @@ void set_current(Thread* thread) { current = thread; }
 
 Thread& self() {
   if (current != nullptr) return *current;
-  auto thread = [] {
-    Unseen unseen;
-    return new Thread;
-  }();
-  const auto enter = [&] {
+  // The layer's own business, even where the program's allocations are under test.
+  const bool tested = under_test();
+  set_under_test(false);
+  Thread* thread = nullptr;
+  {
+    const Unseen unseen;
+    thread = new Thread;
+  }
+  const auto enter = [thread] {
     introduce(*thread);
     thread->scenario = 0;
     thread->creator = "this process";
@@ -111,11 +116,12 @@ Thread& self() {
   if (holds_state_lock()) {
     enter();
   } else {
-    StateGuard guard;
+    const StateGuard guard;
     enter();
   }
   current = thread;
   stranger.thread = thread;
+  set_under_test(tested);
   return *thread;
 }
 

@@ -25,6 +25,10 @@ TEST_F(Log932Test, TrailBytesAreNotBlanked) {
             vlp::DbgBuildPath("C:\\", (std::string(kHyo) + kPipe + "\\" + kHyo).c_str()));
 }
 
+TEST_F(Log932Test, WhatCannotBeATrailByteIsBlankedBehindALeadByteToo) {
+  EXPECT_EQ("C:\\\x95 \x95 .dat", vlp::DbgBuildPath("C:\\", "\x95/\x95:"));
+}
+
 TEST_F(Log932Test, ALoneLeadByteAtTheEndStays) {
   EXPECT_EQ("C:\\n\x95.dat", vlp::DbgBuildPath("C:\\", "n\x95"));
 }

@@ -82,9 +82,9 @@ TEST_F(LogDataTest, MoreThan256BytesAreCutThereButTheNumberIsTheLength) {
     const std::string bytes = bytes_of(length);
     const std::string kept = bytes.substr(0, 256);
     EXPECT_EQ(1, put(log, kLogData | kLogDump, bytes));
-    EXPECT_EQ("\n> line\r\n Data(" + name + "): " + kept + "\r\n Dump(" + name +
-                  "): " + dump_of(kept),
-              shown(far_side::read_file(log.fileName).value_or("")));
+    EXPECT_EQ(
+        "\n> line\r\n Data(" + name + "): " + kept + "\r\n Dump(" + name + "): " + dump_of(kept),
+        shown(far_side::read_file(log.fileName).value_or("")));
   }
 }
 
@@ -94,9 +94,9 @@ TEST_F(LogDataTest, TheModifierOfTheMaskLetsAllBytesThrough) {
     DbgLog log = open_log(1 | vlp::kLogUncut, 0, name.c_str());
     const std::string bytes = bytes_of(length);
     EXPECT_EQ(1, put(log, kLogData | kLogDump, bytes));
-    EXPECT_EQ("\n> line\r\n Data(" + name + "): " + bytes + "\r\n Dump(" + name +
-                  "): " + dump_of(bytes),
-              shown(far_side::read_file(log.fileName).value_or("")));
+    EXPECT_EQ(
+        "\n> line\r\n Data(" + name + "): " + bytes + "\r\n Dump(" + name + "): " + dump_of(bytes),
+        shown(far_side::read_file(log.fileName).value_or("")));
   }
 }
 

@@ -10,6 +10,7 @@
 
 #include "platform/faults.h"
 #include "tests/diag/log_fixture.h"
+#include "tests/support/fault_memory.h"
 #include "tests/support/virtual_time.h"
 
 namespace {
@@ -75,8 +76,7 @@ TEST_F(LogFaultTest, AWrittenLineIsWrittenEvenIfTheEndCannotBeSet) {
 }
 
 TEST_F(LogFaultTest, DataStopsAtTheFirstPieceThatFails) {
-  const std::string pieces[] = {"\n> line", "\r\n Data(3): ", "abc", "\r\n Dump(3): ",
-                                "61 62 63 "};
+  const std::string pieces[] = {"\n> line", "\r\n Data(3): ", "abc", "\r\n Dump(3): ", "61 62 63 "};
   for (const char* call : {"CreateFileA", "WriteFile"}) {
     std::string expected;
     for (unsigned nth = 1; nth <= 5; ++nth) {
@@ -90,6 +90,7 @@ TEST_F(LogFaultTest, DataStopsAtTheFirstPieceThatFails) {
 }
 
 TEST_F(LogFaultTest, ADumpWithoutMemoryIsLeftOut) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   DbgLog log = open_log(1);
   EXPECT_EQ(0, with_fault("operator new", 1, [&] { return put_data(log); }));
   EXPECT_EQ("\n> line\r\n Data(3): abc", lines());

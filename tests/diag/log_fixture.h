@@ -20,9 +20,9 @@ namespace diag_test {
 // The lines of this thread with each head, once it is found well formed, cut to "> " and
 // its line break to "\n". What isn't well formed stays as it is and spoils the comparison.
 inline std::string shown(const std::string& content) {
-  const std::regex head("\r\n(### )?[0-9]{2,}:[0-5][0-9]\\.[0-9]{3} \\[PID:" +
-                        std::to_string(GetCurrentProcessId()) +
-                        " TID:" + std::to_string(GetCurrentThreadId()) + "\\] : ");
+  const std::regex head(
+      "\r\n(### )?[0-9]{2,}:[0-5][0-9]\\.[0-9]{3} \\[PID:" + std::to_string(GetCurrentProcessId()) +
+      " TID:" + std::to_string(GetCurrentThreadId()) + "\\] : ");
   return std::regex_replace(content, head, "\n$1> ");
 }
 

@@ -23,8 +23,8 @@ using Arguments = std::initializer_list<LogArgument>;
 
 std::string narrow(const char* format, Arguments arguments, size_t capacity = 100) {
   std::vector<char> out(capacity + 1, '#');
-  const size_t size = vlp::FormatLog<char>(out.data(), capacity, format,
-                                           {arguments.begin(), arguments.size()});
+  const size_t size =
+      vlp::FormatLog<char>(out.data(), capacity, format, {arguments.begin(), arguments.size()});
   EXPECT_EQ('#', out[capacity]) << "beyond the capacity";
   if (capacity == 0) return {};
   EXPECT_EQ('\0', out[size]);
@@ -33,8 +33,8 @@ std::string narrow(const char* format, Arguments arguments, size_t capacity = 10
 
 std::basic_string<WCHAR> wide(const WCHAR* format, Arguments arguments, size_t capacity = 100) {
   std::vector<WCHAR> out(capacity + 1, WCHAR{'#'});
-  const size_t size = vlp::FormatLog<WCHAR>(out.data(), capacity, format,
-                                            {arguments.begin(), arguments.size()});
+  const size_t size =
+      vlp::FormatLog<WCHAR>(out.data(), capacity, format, {arguments.begin(), arguments.size()});
   EXPECT_TRUE(out[capacity] == WCHAR{'#'}) << "beyond the capacity";
   EXPECT_TRUE(out[size] == 0);
   return {out.data(), size};

@@ -72,8 +72,7 @@ TEST_F(LogLineTest, ShowsCountsBeforeTimesAndLeavesOutWhatIsNull) {
       {{nullptr, nullptr, &end_time, nullptr}, " :  E 123: 4.567 "},
       {{nullptr, nullptr, nullptr, &end_count}, " :  E(-1)"},
       {{nullptr, nullptr, &end_time, &end_count}, " :  E(-1) 123: 4.567 "},
-      {{&start_time, &start_count, &end_time, &end_count},
-       " : S(7)  1: 2.003  E(-1) 123: 4.567 "},
+      {{&start_time, &start_count, &end_time, &end_count}, " : S(7)  1: 2.003  E(-1) 123: 4.567 "},
   };
   std::string expected;
   for (const Case& each : cases) {

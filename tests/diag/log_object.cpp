@@ -153,8 +153,7 @@ TEST_F(LogObjectTest, TwoLogsOfOnePrinterShareFileAndMutex) {
 // --- Categories ----------------------------------------------------------------------------
 
 TEST_F(LogObjectTest, ALinePassesOnlyIfItsCategoryIsOn) {
-  constexpr uint32_t kCategories[] = {0x1,   0x2,   0x100,  0x200,     0x400,
-                                      0x800, 0x1000, 0x80000000};
+  constexpr uint32_t kCategories[] = {0x1, 0x2, 0x100, 0x200, 0x400, 0x800, 0x1000, 0x80000000};
   for (const uint32_t on : kCategories) {
     const std::string name = std::to_string(on);
     DbgLog log = open_log(on, 0, name.c_str());

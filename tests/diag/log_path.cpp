@@ -60,8 +60,8 @@ TEST(LogPath, TakesAtMost259Bytes) {
 
 TEST(LogPath, EachPartMayBeTheOneThatDoesNotFit) {
   const std::string long_directory(259, 'd');
-  EXPECT_EQ("", DbgBuildPath(long_directory.c_str(), ""));         // the ending
-  EXPECT_EQ("", DbgBuildPath(long_directory.c_str(), "n"));        // the name
+  EXPECT_EQ("", DbgBuildPath(long_directory.c_str(), ""));          // the ending
+  EXPECT_EQ("", DbgBuildPath(long_directory.c_str(), "n"));         // the name
   EXPECT_EQ("", DbgBuildPath((long_directory + "d").c_str(), ""));  // the directory
   EXPECT_EQ("", DbgBuildPath(std::string(5000, 'd').c_str(), "n"));
   EXPECT_EQ(std::string(255, 'd') + ".dat", DbgBuildPath(std::string(255, 'd').c_str(), ""));

@@ -83,17 +83,17 @@ TEST_F(LogProcessTest, WhenBothWriteAtOnceTheSecondLosesItsLineAndNothingElse) {
 TEST_F(LogProcessTest, TheyShareTheMutexOfTheirLog) {
   DbgLog log("printer", directory(), 1, diag_test::kSharedLimit);
   ASSERT_TRUE(static_cast<bool>(log.mutex));
-  EXPECT_EQ(WAIT_OBJECT_0, run("mutex"));
+  EXPECT_EQ(diag_test::kMutexFree, run("mutex"));
   // The process before ended with the mutex in its hands.
   EXPECT_EQ(static_cast<DWORD>(WAIT_ABANDONED), WaitForSingleObject(log.mutex.Get(), 0));
-  EXPECT_EQ(static_cast<DWORD>(WAIT_TIMEOUT), run("mutex"));
+  EXPECT_EQ(diag_test::kMutexHeld, run("mutex"));
   ReleaseMutex(log.mutex.Get());
 }
 
 TEST_F(LogProcessTest, AProcessThatEndedWithTheMutexCostsOnePass) {
   far_side::write_file(path(), std::string(diag_test::kSharedLimit, 'x'));
   DbgLog log("printer", directory(), 1, diag_test::kSharedLimit);
-  EXPECT_EQ(WAIT_OBJECT_0, run("mutex"));
+  EXPECT_EQ(diag_test::kMutexFree, run("mutex"));
   vlp::DbgStampLimit(&log);
   EXPECT_FALSE(far_side::read_file(rotated_path()).has_value());
   vlp::DbgStampLimit(&log);

@@ -150,9 +150,8 @@ TEST_F(LogRotationTest, AFailedMoveIsToldInTheFileThatStays) {
   ASSERT_NE(FALSE, CreateDirectoryA(rotated_path().c_str(), nullptr));
   DbgLog log = open_log(1, 1);
   for (int i = 0; i < 2; ++i) vlp::DbgStampLimit(&log);
-  const std::string told =
-      "\n> *****DbgLimitSizeProc: MoveFile failed. LastError=" + std::to_string(ERROR_ALREADY_EXISTS) +
-      "*****";
+  const std::string told = "\n> *****DbgLimitSizeProc: MoveFile failed. LastError=" +
+                           std::to_string(ERROR_ALREADY_EXISTS) + "*****";
   EXPECT_EQ("\n> <stamp>" + told + "\n> <stamp>" + told, current());
   RemoveDirectoryA(rotated_path().c_str());
   vlp::DbgStampLimit(&log);

@@ -48,8 +48,7 @@ TEST_F(LogScheduleTest, ALineWaitsForTheOneBeforeIt) {
   test::run_virtual_parallel([&] {
     DbgLog log = open_log(1);
     log.lock.Enter();
-    test::TestThread other =
-        test::spawn("other", [&] { vlp::DbgLogPut(&log, 1, 0, "second"); });
+    test::TestThread other = test::spawn("other", [&] { vlp::DbgLogPut(&log, 1, 0, "second"); });
     test::settle();
     EXPECT_FALSE(content().has_value());
     vlp::DbgWriteLine(log, 0, "first", nullptr, 0);

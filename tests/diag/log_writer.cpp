@@ -2,7 +2,7 @@
 //
 //   log_writer DIRECTORY put          logs one line; ends with what the call gave, or with
 //                                     100 if it changed the last error
-//   log_writer DIRECTORY mutex        ends with what a look at the log's mutex gave
+//   log_writer DIRECTORY mutex        ends as it found the log's mutex, and with it
 //   log_writer DIRECTORY many LETTER  logs lines and stamps with rotation; ends with 0
 
 #include <windows.h>
@@ -24,8 +24,18 @@ int put(vlp::DbgLog& log) {
   return GetLastError() == 5 ? result : 100;
 }
 
-int look_at_mutex(const vlp::DbgLog& log) {
-  return static_cast<int>(WaitForSingleObject(log.mutex.Get(), 0));
+// Ends with the mutex in its hands if it gets it.
+[[noreturn]] void look_at_mutex(const vlp::DbgLog& log) {
+  switch (WaitForSingleObject(log.mutex.Get(), 0)) {
+    case WAIT_OBJECT_0:
+      ExitProcess(diag_test::kMutexFree);
+    case WAIT_TIMEOUT:
+      ExitProcess(diag_test::kMutexHeld);
+    case WAIT_ABANDONED:
+      ExitProcess(diag_test::kMutexAbandoned);
+    default:
+      ExitProcess(99);
+  }
 }
 
 int put_many(vlp::DbgLog& log, char letter) {
@@ -45,7 +55,7 @@ int main(int count, char** arguments) {
   if (count < 3) return 99;
   vlp::DbgLog log("printer", arguments[1], 1, kSharedLimit);
   if (std::strcmp(arguments[2], "put") == 0) return put(log);
-  if (std::strcmp(arguments[2], "mutex") == 0) return look_at_mutex(log);
+  if (std::strcmp(arguments[2], "mutex") == 0) look_at_mutex(log);
   if (std::strcmp(arguments[2], "many") == 0 && count == 4) return put_many(log, *arguments[3]);
   return 99;
 }

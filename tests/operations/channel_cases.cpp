@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -150,6 +151,24 @@ TEST(ChannelChoice, CopiesTheStatusCommand) {
   EXPECT_EQ(ByteList{}, records->records[1].statusCmd);
   profile.channelStatusCmd[0].clear();
   EXPECT_EQ(3u, records->records[0].statusCmd.size());
+}
+
+TEST(ChannelChoice, TakesTheSettingsOfAVendorClassPrinterFromTheProfile) {
+  ModelProfile profile = ProfileOf({{ChnlKindD4, 3}});
+  profile.d4RetryMode = 1;
+  profile.d4RetryTiming = 2;
+  profile.d4RetryMax = 3;
+  profile.packetRcvMaxTime = 4;
+  profile.statusNoChkTime = 5;
+  const auto words = [&](const char* device_id) {
+    const auto records = Choose(profile, device_id);
+    std::array<std::uint32_t, 5> settings{};
+    static_assert(sizeof(settings) == sizeof(records->genVlSettings));
+    std::memcpy(settings.data(), &records->genVlSettings, sizeof(settings));
+    return settings;
+  };
+  EXPECT_EQ((std::array<std::uint32_t, 5>{1, 2, 3, 4, 5}), words("CMD:GENVL;"));
+  EXPECT_EQ((std::array<std::uint32_t, 5>{}), words("CMD:D4;"));
 }
 
 TEST(ChannelRecords, AreFoundByKindTheFirstOfEqualOnes) {

@@ -178,6 +178,28 @@ TEST(Threads, ATerminatedThreadThatNeverBlocksStopsAtItsNextCall) {
   });
 }
 
+TEST(Threads, AThreadTerminatedWhileItWaitsForASectionNeverGetsIt) {
+  run_timed([] {
+    auto* section = new CRITICAL_SECTION;
+    InitializeCriticalSection(section);
+    EnterCriticalSection(section);
+    Work work = [&] {
+      EnterCriticalSection(section);
+      return DWORD{0};
+    };
+    const Handle thread(start_thread(work));
+    Sleep(50);
+    EXPECT_TRUE(TerminateThread(thread, 4));
+    EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+    LeaveCriticalSection(section);
+    DeleteCriticalSection(section);
+    delete section;
+    DWORD code = 0;
+    GetExitCodeThread(thread, &code);
+    EXPECT_EQ(code, 4u);
+  });
+}
+
 TEST(Threads, ManyCanBeWaitedForTogether) {
   run_timed([] {
     Work work = [] { return DWORD{1}; };

@@ -39,7 +39,7 @@ TEST(DecodeHexList, WhatIsNoDigitAddsItsDistanceFromZero) {
   EXPECT_EQ((ByteList{0xF0}), DecodeHexList(" "));
   EXPECT_EQ((ByteList{0x01, 0x02}), DecodeHexList("1, 2"));  // the blank leaves the low half 0
   EXPECT_EQ((ByteList{0x00}), DecodeHexList("1 "));          // 10 and F0 behind it
-  EXPECT_EQ((ByteList{0x21}), DecodeHexList("1Q"));          // 10 and 21
+  EXPECT_EQ((ByteList{0x31}), DecodeHexList("1Q"));          // 10 and 21
   EXPECT_EQ((ByteList{'G' - '0'}), DecodeHexList("G"));
   EXPECT_EQ((ByteList{0xA0 + ('g' - '0')}), DecodeHexList("ag"));
   EXPECT_EQ((ByteList{0xCF}), DecodeHexList("\xFF"));

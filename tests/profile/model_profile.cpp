@@ -52,7 +52,7 @@ const NumberKey kNumbers[] = {
     {"LPT_DataFlushCmdCheckInf", &ModelProfile::dataFlushCmdCheckInf, 0},
 };
 
-const ByteList kStartJob = {0,   0,   0,   0x1B, 0x01, '@', 'Q', 'P', 'L', ' ', '1', '2', '8', '4',
+const ByteList kStartJob = {0,   0,   0,    0x1B, 0x01, '@', 'Q', 'P', 'L', ' ', '1', '2', '8', '4',
                             '.', '4', 0x0A, '@',  'Q',  'P', 'L', ' ', ' ', ' ', ' ', ' ', 0x0A};
 const ByteList kEndJob = {'L', 'D', 0, 0, 'J', 'E', 1, 0, 0, 0x1B, 0, 0, 0};
 
@@ -213,8 +213,8 @@ TEST_F(ModelProfileTest, WhatTheFileSaysOfRetryStands) {
 }
 
 TEST_F(ModelProfileTest, TheOrderOfLinesDoesNotMatter) {
-  const ModelProfile profile =
-      load("LPT_D4RetryMax=8\nLPT_ReadTotalTimeOutUSB=3\nLPT_D4RetryMode=1\nLPT_ReadTotalTimeOut=2");
+  const ModelProfile profile = load(
+      "LPT_D4RetryMax=8\nLPT_ReadTotalTimeOutUSB=3\nLPT_D4RetryMode=1\nLPT_ReadTotalTimeOut=2");
   EXPECT_EQ(8U, profile.d4RetryMax);
   EXPECT_EQ(3U, profile.readTotalTimeOutUSB);
   EXPECT_EQ(2U, profile.readTotalTimeOut);
@@ -223,8 +223,8 @@ TEST_F(ModelProfileTest, TheOrderOfLinesDoesNotMatter) {
 // --- Times of the USB port -----------------------------------------------------------------
 
 TEST_F(ModelProfileTest, WhatIsNotSaidOfUsbIsAsForAnyPort) {
-  const ModelProfile profile = load(
-      "LPT_ReadTotalTimeOut=7000\nLPT_ReadIntervalTimeOut=300\nLPT_StopDLTDummyRead=1");
+  const ModelProfile profile =
+      load("LPT_ReadTotalTimeOut=7000\nLPT_ReadIntervalTimeOut=300\nLPT_StopDLTDummyRead=1");
   EXPECT_EQ(7000U, profile.readTotalTimeOutUSB);
   EXPECT_EQ(300U, profile.readIntervalTimeOutUSB);
   EXPECT_EQ(1U, profile.stopDLTDummyReadUSB);
@@ -337,8 +337,7 @@ TEST_F(ModelProfileTest, MakersAreReadUpToTheFirstMissingOne) {
 TEST_F(ModelProfileTest, AMakerIsCutAt259Bytes) {
   const std::string long_name(300, 'm');
   EXPECT_EQ(long_name.substr(0, 259), load("LPT_OEMMFG00=" + long_name).oemMfg[0]);
-  EXPECT_EQ(long_name.substr(0, 259),
-            load("LPT_OEMMFG00=" + long_name.substr(0, 259)).oemMfg[0]);
+  EXPECT_EQ(long_name.substr(0, 259), load("LPT_OEMMFG00=" + long_name.substr(0, 259)).oemMfg[0]);
 }
 
 }  // namespace

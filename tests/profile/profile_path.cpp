@@ -86,11 +86,12 @@ TEST(ChooseProfile, ADriverPathBeyondTheLimitCountsAsNone) {
   EXPECT_EQ("model.lmd", choose((fits + "d").c_str(), {"model.lmd"}));
 }
 
-TEST(ChooseProfile, ANameBeyondTheLimitMeansNoProfile) {
-  const std::string fits = "\\" + std::string(254, 'n') + ".lmd";
-  ASSERT_EQ(259U, fits.size());
+TEST(ChooseProfile, ANameOf259BytesAndMoreMeansNoProfile) {
+  const std::string fits = "\\" + std::string(253, 'n') + ".lmd";
+  ASSERT_EQ(258U, fits.size());
   EXPECT_EQ(fits, choose(kDriver, {fits}));
   EXPECT_EQ("", choose(kDriver, {"n" + fits}));
+  EXPECT_EQ("", choose(kDriver, {"nn" + fits}));
   EXPECT_EQ("", choose(kDriver, {"n" + fits, "good.lmd"}));
   EXPECT_EQ("", choose(kDriver, {std::string(5000, 'n') + ".lmd", "good.lmd"}));
 }

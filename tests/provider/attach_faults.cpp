@@ -11,6 +11,8 @@
 namespace vlp {
 namespace {
 
+using provider_test::Context;
+
 using provider_test::ProviderTest;
 
 class AttachFault : public ProviderTest {
@@ -35,9 +37,9 @@ TEST_F(AttachFault, OfTheKeyLeavesTheSettingsEmpty) {
 TEST_F(AttachFault, OfAMissingKeyLeavesTheSettingsEmptyAndAttaches) {
   platform::reset_machine();
   ProviderAttach();
-  ASSERT_NE(nullptr, CurrentContext());
-  EXPECT_EQ(0u, CurrentContext()->settings->logFlag);
-  EXPECT_EQ(std::nullopt, CurrentContext()->settings->logPath);
+  ASSERT_NE(nullptr, Context());
+  EXPECT_EQ(0u, Context()->settings->logFlag);
+  EXPECT_EQ(std::nullopt, Context()->settings->logPath);
 }
 
 TEST_F(AttachFault, OfTheSixtyFourBitViewDoesntMatter) {
@@ -115,12 +117,12 @@ TEST_F(AttachFault, OfMemoryLeavesAnUnattachedLibraryAndNothingElse) {
       }
       met = platform::faults_met() != 0;
       platform::clear_faults();
-      EXPECT_EQ(met, CurrentContext() == nullptr);
+      EXPECT_EQ(met, Context() == nullptr);
       if (met) {
         EXPECT_EQ(VLPER_NOTSUPPORT, MakeProviderTable().GetDeviceID(1, "Printer"));
         ProviderAttach();  // and a later try is good
       }
-      EXPECT_NE(nullptr, CurrentContext());
+      EXPECT_NE(nullptr, Context());
       ProviderDetach(false);
     });
     if (!met) {

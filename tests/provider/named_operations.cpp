@@ -5,6 +5,8 @@
 namespace vlp {
 namespace {
 
+using provider_test::Context;
+
 using provider_test::kDeviceId;
 using provider_test::ProviderTest;
 using provider_test::Result;
@@ -18,7 +20,7 @@ TEST_F(Connection, GivesEntriesAndTheNameBehindThePrefix) {
   EXPECT_EQ(0x0000000310010002u, entries_[0]);
   EXPECT_EQ(0x0000000710010003u, entries_[1]);
   EXPECT_EQ(0u, entries_[2]);
-  EXPECT_EQ(1u, CurrentContext()->registry->Count());
+  EXPECT_EQ(1u, Context()->registry->Count());
 }
 
 TEST_F(Connection, TakesANameOfOneCharacter) {
@@ -31,6 +33,12 @@ TEST_F(Connection, TakesThePrefixOffOnce) {
   far_side::add_printer({.name = "UFName:Printer", .driver = "Model"});
   EXPECT_EQ(2, GetConnectInf("UFName:UFName:Printer"));
   EXPECT_STREQ("UFName:Printer", name_.data());
+}
+
+TEST_F(Connection, MayPutTheNameWhereTheLongerOneStood) {
+  char name[260] = "UFName:Printer";
+  EXPECT_EQ(2, Table().GetConnectInf(name, name, entries_.data()));
+  EXPECT_STREQ("Printer", name);
 }
 
 TEST_F(Connection, WithoutChannelsWritesTheNameAllTheSame) {
@@ -52,10 +60,10 @@ TEST_F(Connection, ThatFailsLeavesTheNameAlone) {
 
 TEST_F(Connection, ReadsTheLimitOfTheNameFromTheTable) {
   EXPECT_EQ(2, GetConnectInf("UFName:Printer"));
-  CurrentContext()->table.maxNameSize = 8;
+  Context()->table.maxNameSize = 8;
   EXPECT_EQ(2, GetConnectInf("UFName:Printer"));
   EXPECT_STREQ("Printer", name_.data());
-  CurrentContext()->table.maxNameSize = 7;
+  Context()->table.maxNameSize = 7;
   EXPECT_EQ(VLPER_NOTSUPPORT, GetConnectInf("UFName:Printer"));
   EXPECT_TRUE(NameIsUntouched());
   EXPECT_EQ(0x0000000310010002u, entries_[0]);
@@ -64,7 +72,7 @@ TEST_F(Connection, ReadsTheLimitOfTheNameFromTheTable) {
 TEST_F(Connection, WithoutChannelsKeepsToTheLimitOfTheNameToo) {
   far_side::add_printer({.name = "Printer"});
   Table();
-  CurrentContext()->table.maxNameSize = 7;
+  Context()->table.maxNameSize = 7;
   EXPECT_EQ(VLPER_NOTSUPPORT, GetConnectInf("UFName:Printer"));
   EXPECT_TRUE(NameIsUntouched());
 }
@@ -92,7 +100,7 @@ TEST_F(NamedOperation, RefusesEachPortThatIsNotLocal) {
   EXPECT_EQ(refused, CallAll("Printer"));
   EXPECT_EQ(far_side::Counts{}, far_side::counts("Printer"));
   EXPECT_EQ(0u, Queued());
-  EXPECT_EQ(1u, CurrentContext()->registry->Count());
+  EXPECT_EQ(1u, Context()->registry->Count());
 }
 
 TEST_F(NamedOperation, ChecksThePortOnEachCall) {
@@ -109,14 +117,14 @@ TEST_F(NamedOperation, ChecksThePortOnEachCall) {
 TEST_F(NamedOperation, TakesAPrefixedNameForAnotherPrinter) {
   EXPECT_EQ(VLPER_NOTSUPPORT, Table().GetDeviceID(1, "UFName:Printer"));
   EXPECT_EQ(VLPER_NOTSUPPORT, Table().GetStatus(1, "UFName:Printer", ChnlKindBdc));
-  EXPECT_EQ(1u, CurrentContext()->registry->Count());
-  EXPECT_EQ("UFName:Printer", CurrentContext()->registry->FindOrCreate("UFName:Printer")->Name());
+  EXPECT_EQ(1u, Context()->registry->Count());
+  EXPECT_EQ("UFName:Printer", Context()->registry->FindOrCreate("UFName:Printer")->Name());
 }
 
 TEST_F(NamedOperation, ServesAPrinterWhoseWorkerDidntStartWithARefusalOnly) {
   far_side::set_trouble({.create_spl = {.result = 0x80004005}});
   EXPECT_EQ(VLPER_NOTSUPPORT, Table().GetDeviceID(1, "Printer"));
-  EXPECT_EQ(1u, CurrentContext()->registry->Count());
+  EXPECT_EQ(1u, Context()->registry->Count());
 }
 
 class DeviceIdOperation : public ProviderTest {};

@@ -9,6 +9,8 @@
 namespace vlp {
 namespace {
 
+using provider_test::Context;
+
 using provider_test::kDeviceId;
 using provider_test::ProviderTest;
 using provider_test::Result;
@@ -45,7 +47,7 @@ class OperationLocks : public ProviderTest {
 TEST_F(OperationLocks, StatusAndCommandsEachTakeTheirOwn) {
   Attached([] {
     const ProviderTable& table = Table();
-    CPrinterInf& printer = *CurrentContext()->registry->FindOrCreate("Printer");
+    CPrinterInf& printer = *Context()->registry->FindOrCreate("Printer");
     const std::uint8_t command[] = {'x'};
     const auto status = [&] { table.GetStatus(1, "Printer", ChnlKindBdc); };
     const auto send = [&] { table.SendCommand(1, "Printer", ChnlKindBdc, command, 1); };
@@ -59,7 +61,7 @@ TEST_F(OperationLocks, StatusAndCommandsEachTakeTheirOwn) {
 TEST_F(OperationLocks, OtherOperationsTakeNone) {
   Attached([] {
     const ProviderTable& table = Table();
-    CPrinterInf& printer = *CurrentContext()->registry->FindOrCreate("Printer");
+    CPrinterInf& printer = *Context()->registry->FindOrCreate("Printer");
     const std::uint8_t command[] = {'x'};
     for (CriticalSection* lock : {&printer.sendLock, &printer.statusLock}) {
       EXPECT_FALSE(WaitsFor(
@@ -118,7 +120,7 @@ TEST_F(OperationLocks, OutOfMemoryInADeviceIdIsToldAndLeavesNothing) {
         EXPECT_EQ(met ? VLPER_MEMORY : 0, rc);
         EXPECT_EQ(met ? 0u : 1u, Queued());
         EXPECT_FALSE(platform::any_lock_held());
-        CurrentContext()->results->Clear();
+        Context()->results->Clear();
         EXPECT_EQ(0, table.GetDeviceID(3, "Printer"));
         const Result result = Take();
         EXPECT_EQ(3u, result.id);

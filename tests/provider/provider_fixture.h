@@ -3,7 +3,7 @@
 // The attached library over a described printer, with a look into its context.
 
 #include "include/vlpbidi.h"
-#include "provider/provider_context.h"
+#include "tests/provider/current_context.h"
 #include "tests/support/far_side.h"
 
 #include <gtest/gtest.h>
@@ -40,8 +40,8 @@ class ProviderTest : public ::testing::Test {
   }
 
   static const ProviderTable& Table() {
-    if (vlp::CurrentContext() == nullptr) vlp::ProviderAttach();
-    return vlp::CurrentContext()->table;
+    if (Context() == nullptr) vlp::ProviderAttach();
+    return Context()->table;
   }
 
   std::int32_t GetConnectInf(const std::string& prefixed) {
@@ -65,7 +65,7 @@ class ProviderTest : public ::testing::Test {
     return result;
   }
 
-  static std::uint32_t Queued() { return vlp::CurrentContext()->results->Count(); }
+  static std::uint32_t Queued() { return Context()->results->Count(); }
   static std::uint32_t Queries() { return far_side::counts("Printer").device_id_queries; }
 
   std::array<char, 300> name_{};

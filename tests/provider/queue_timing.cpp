@@ -175,18 +175,17 @@ TEST_F(QueueTime, WithoutAnEventLooksAtTheSamePace) {
   });
 }
 
-TEST_F(QueueTime, FailedWaitLooksAgain) {
+TEST_F(QueueTime, FailedWaitLooksAgainAtTheSamePace) {
   test::run_virtual_parallel([] {
     ResultList list;
     ResultQueue queue(&list);
     platform::fail_call("WaitForSingleObject", 1, ERROR_INVALID_HANDLE);
-    auto taker = test::spawn("taker", [&] { EXPECT_EQ(4, Take(queue).rc); });
+    auto taker = test::spawn("taker", [&] { EXPECT_EQ(500u, Take(queue).at); });
     test::settle();
     EXPECT_EQ(1u, platform::faults_met());
     Add(list, 1);
     queue.Signal();
     taker.join();
-    EXPECT_EQ(0u, elapsed_ms());
     platform::clear_faults();
   });
 }

@@ -61,6 +61,13 @@ TEST(ResultList, HasDataAlsoOfNoLength) {
   }
 }
 
+TEST(ResultList, RefusesALengthThatIsNoPositiveResult) {
+  ResultList list;
+  EXPECT_EQ(nullptr, list.Add(1, BytesOf("abc"), 0x80000000));
+  EXPECT_EQ(nullptr, list.Add(1, BytesOf("abc"), 0xFFFFFFFF));
+  EXPECT_EQ(0u, list.Count());
+}
+
 TEST(ResultList, GivesBackInTheOrderOfAdding) {
   ResultList list;
   std::vector<std::uint32_t> added;
@@ -210,6 +217,15 @@ TEST(CopyOut, OfNoBytesNeedsNoBuffer) {
   EXPECT_EQ(0, CopyOut(record, &id, nullptr, &size));
   EXPECT_EQ(0xFFFFFFFFu, id);
   EXPECT_EQ(0u, size);
+}
+
+TEST(CopyOut, WithoutABufferForItsBytesTellsTheSizeOnly) {
+  const ResultRecord record = RecordOf("abcd");
+  std::uint32_t id = 5;
+  std::uint32_t size = 9;
+  EXPECT_EQ(VLPER_PARAM, CopyOut(record, &id, nullptr, &size));
+  EXPECT_EQ(4u, size);
+  EXPECT_EQ(5u, id);
 }
 
 TEST(CopyOut, OfARecordWithoutDataCopiesNothing) {

@@ -2,7 +2,7 @@
 
 #include "include/vlpbidi.h"
 #include "provider/operations.h"
-#include "provider/provider_context.h"
+#include "tests/provider/current_context.h"
 #include "tests/support/far_side.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +13,8 @@
 
 namespace vlp {
 namespace {
+
+using provider_test::Context;
 
 TEST(Table, LiesInMemoryAsTheMonitorExpects) {
   EXPECT_EQ(68u, sizeof(ProviderTable));
@@ -84,8 +86,8 @@ class Refusal : public ::testing::TestWithParam<bool> {
   }
   void TearDown() override {
     if (GetParam()) {
-      EXPECT_EQ(0u, CurrentContext()->registry->Count());
-      EXPECT_EQ(0u, CurrentContext()->results->Count());
+      EXPECT_EQ(0u, Context()->registry->Count());
+      EXPECT_EQ(0u, Context()->results->Count());
     }
     ProviderDetach(false);
   }
@@ -160,7 +162,7 @@ TEST_P(Refusal, OfAResultWithoutNumberOrSize) {
 }
 
 TEST(Unattached, OperationsServeNoPrinter) {
-  ASSERT_EQ(nullptr, CurrentContext());
+  ASSERT_EQ(nullptr, Context());
   const ProviderTable table = MakeProviderTable();
   char name[260] = "left";
   std::uint64_t entries[11] = {};

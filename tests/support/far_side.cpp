@@ -77,8 +77,15 @@ class Key {
 };
 
 std::string printer_key(const std::string& name) {
+  // A trail byte that looks like a backslash is none.
   std::string key = name;
-  std::replace(key.begin(), key.end(), '\\', ',');
+  for (size_t i = 0; i < key.size(); ++i) {
+    if (IsDBCSLeadByte(static_cast<BYTE>(key[i])) != FALSE) {
+      ++i;
+    } else if (key[i] == '\\') {
+      key[i] = ',';
+    }
+  }
   return printers_key + "\\" + key;
 }
 

@@ -184,11 +184,10 @@ TEST(ReadSpoolerRecord, AFailedSecondCallGivesNothing) {
 }
 
 TEST(ReadSpoolerRecord, ASizeBelowOneRecordStillHoldsOne) {
-  const auto record =
-      vlp::ReadSpoolerRecord<Record>([](BYTE*, DWORD, DWORD* needed) -> BOOL {
-        *needed = 1;
-        return TRUE;
-      });
+  const auto record = vlp::ReadSpoolerRecord<Record>([](BYTE*, DWORD, DWORD* needed) -> BOOL {
+    *needed = 1;
+    return TRUE;
+  });
   ASSERT_NE(nullptr, record);
   EXPECT_EQ(0U, record[0].first | record[0].second);
 }

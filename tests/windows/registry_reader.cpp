@@ -75,8 +75,15 @@ std::vector<std::string> Key::subkeys() const {
 }
 
 std::string printer_key(const std::string& printer) {
+  // A trail byte that looks like a backslash is none.
   std::string name = printer;
-  std::replace(name.begin(), name.end(), '\\', ',');
+  for (size_t i = 0; i < name.size(); ++i) {
+    if (IsDBCSLeadByte(static_cast<BYTE>(name[i])) != FALSE) {
+      ++i;
+    } else if (name[i] == '\\') {
+      name[i] = ',';
+    }
+  }
   return std::string(printers_key) + "\\" + name;
 }
 
