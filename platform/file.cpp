@@ -20,7 +20,6 @@ namespace {
 
 constexpr mode_t file_mode = 0640;
 constexpr mode_t read_only_mode = 0440;
-constexpr mode_t folder_mode = 0750;
 constexpr int most_tries = 100;
 
 // An open file. Position and size are the host's.
@@ -448,39 +447,6 @@ BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName) {
   }
   if (renameat2(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str(),
                 RENAME_NOREPLACE) != 0) {
-    return fail_with(platform::host_error());
-  }
-  return TRUE;
-}
-
-BOOL WINAPI CreateDirectoryA(LPCSTR lpPathName, LPSECURITY_ATTRIBUTES) {
-  Call call("CreateDirectoryA");
-  if (const auto fault = call.fault()) {
-    return fail_with(*fault);
-  }
-  const Place place = find_place(lpPathName);
-  if (place.error != ERROR_SUCCESS || place.found) {
-    return fail_with(place.error != ERROR_SUCCESS ? place.error : ERROR_ALREADY_EXISTS);
-  }
-  if (mkdirat(place.folder.get(), place.name.c_str(), platform::folder_mode) != 0) {
-    return fail_with(platform::host_error());
-  }
-  return TRUE;
-}
-
-BOOL WINAPI RemoveDirectoryA(LPCSTR lpPathName) {
-  Call call("RemoveDirectoryA");
-  if (const auto fault = call.fault()) {
-    return fail_with(*fault);
-  }
-  const Place place = find_place(lpPathName);
-  if (place.error != ERROR_SUCCESS || !place.found) {
-    return fail_with(place.error != ERROR_SUCCESS ? place.error : ERROR_FILE_NOT_FOUND);
-  }
-  if (!place.is_folder) {
-    return fail_with(ERROR_DIRECTORY);
-  }
-  if (unlinkat(place.folder.get(), place.name.c_str(), AT_REMOVEDIR) != 0) {
     return fail_with(platform::host_error());
   }
   return TRUE;

@@ -7,7 +7,7 @@
 
 WINBASEAPI HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit);
 WINBASEAPI void WINAPI CoUninitialize(void);
-WINBASEAPI HRESULT WINAPI CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter,
-                                           DWORD dwClsContext, REFIID riid, LPVOID* ppv);
+WINBASEAPI HRESULT WINAPI CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsContext,
+                                           REFIID riid, LPVOID* ppv);
 WINBASEAPI LPVOID WINAPI CoTaskMemAlloc(SIZE_T cb);
 WINBASEAPI void WINAPI CoTaskMemFree(LPVOID pv);

@@ -182,8 +182,7 @@ TEST_F(Redirections, ToANetworkPrinterAreRefused) {
 TEST_F(Redirections, ToARemoteDesktopsPortAreServed) {
   for (const char* remote : {"\\\\Client\\LPT1", "\\\\Client\\LPT1:", "\\\\Clients\\x\\LPT9"}) {
     far_side::redirect("LPT1:", remote);
-    EXPECT_THAT(LinesFor("LPT1:", 0),
-                Contains("CPrinterInf::CheckSupportPort Return : LPT1: = 0"))
+    EXPECT_THAT(LinesFor("LPT1:", 0), Contains("CPrinterInf::CheckSupportPort Return : LPT1: = 0"))
         << remote;
   }
 }

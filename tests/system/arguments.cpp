@@ -32,7 +32,9 @@ class Arguments : public SystemTest {
   }
 };
 
-TEST_F(Arguments, TheExportRefusesANullArgument) { EXPECT_EQ(provider().Info(nullptr), VLPER_PARAM); }
+TEST_F(Arguments, TheExportRefusesANullArgument) {
+  EXPECT_EQ(provider().Info(nullptr), VLPER_PARAM);
+}
 
 TEST_F(Arguments, TheExportGivesTheSameTableEveryTime) {
   for (int call = 0; call < 5; ++call) {
@@ -230,8 +232,9 @@ TEST_F(UnknownPrinter, IsRefusedByAllFiveNamedOperations) {
   EXPECT_EQ(provider().Through(1, "Nobody", ChnlKindBdc, {1}), VLPER_NOTSUPPORT);
   EXPECT_THAT(
       LogLines("Nobody"),
-      Contains(StartsWith("### CPrinterInf::CheckSupportPort Return (Failed to GetPortName) : rc = -1"
-                          " : LastError = "))
+      Contains(
+          StartsWith("### CPrinterInf::CheckSupportPort Return (Failed to GetPortName) : rc = -1"
+                     " : LastError = "))
           .Times(5));
   ExpectNothingQueued();
 }

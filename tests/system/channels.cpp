@@ -12,8 +12,8 @@ using Kinds = std::vector<ChannelKind>;
 constexpr ChannelKind kUnknownKind = 0x90000001;
 
 struct Choice {
-  const char* name;       // of the test
-  Kinds profile;          // each with mode 7
+  const char* name;  // of the test
+  Kinds profile;     // each with mode 7
   const char* device_id;
   Kinds kept;
   const char* port = "USB001";
@@ -55,7 +55,9 @@ const Choice kChoices[] = {
     {"D4StaysOnFireWireWithoutACommandList", {ChnlKindD4}, "MFG:V;", {ChnlKindD4}, "VL1394D3_1"},
     {"D4GoesOnTheOtherFireWire", {ChnlKindD4}, "CMD:END4;", {}, "VL1394_1"},
     {"D4StaysOnTheVendorClass", {ChnlKindD4}, "CMD:GENVL,BDC;", {ChnlKindD4}},
-    {"D4StaysOnTheVendorClassBesideEnd4", {ChnlKindD4, ChnlKindEnd4}, "CMD:GENVL,END4;",
+    {"D4StaysOnTheVendorClassBesideEnd4",
+     {ChnlKindD4, ChnlKindEnd4},
+     "CMD:GENVL,END4;",
      {ChnlKindD4}},
     {"AVersionedVendorClassCounts", {ChnlKindD4}, "CMD:BDC,GENVL-2;", {ChnlKindD4}},
     {"AnotherWordIsNoVendorClass", {ChnlKindD4}, "CMD:BDC,GENVLX;", {}},
@@ -78,9 +80,13 @@ const Choice kChoices[] = {
     {"APageChannelAlwaysStays", {ChnlKindZrdPage}, "CMD:QPL;", {ChnlKindZrdPage}},
     {"AnUnknownKindAlwaysStays", {kUnknownKind, 1}, "CMD:QPL;", {kUnknownKind, 1}},
     // The list itself
-    {"NoListKeepsWhatNeedsNone", {ChnlKindBdc, ChnlKindZrdPage, ChnlKindD4, kUnknownKind},
-     "MFG:V;MDL:BDC;", {ChnlKindZrdPage, kUnknownKind}},
-    {"AnEmptyListKeepsWhatNeedsNone", {ChnlKindBdc, ChnlKindZrdPage}, "CMD:;MDL:BDC;",
+    {"NoListKeepsWhatNeedsNone",
+     {ChnlKindBdc, ChnlKindZrdPage, ChnlKindD4, kUnknownKind},
+     "MFG:V;MDL:BDC;",
+     {ChnlKindZrdPage, kUnknownKind}},
+    {"AnEmptyListKeepsWhatNeedsNone",
+     {ChnlKindBdc, ChnlKindZrdPage},
+     "CMD:;MDL:BDC;",
      {ChnlKindZrdPage}},
     {"TheListsNameCountsLetterByLetter", {ChnlKindBdc}, "cmd:BDC;", {}},
     {"TheWordsCountLetterByLetter", {ChnlKindBdc}, "CMD:bdc;", {}},
@@ -89,11 +95,17 @@ const Choice kChoices[] = {
     {"TheFirstListCounts", {ChnlKindBdc, ChnlKindQpl}, "CMD:QPL;CMD:BDC;", {ChnlKindQpl}},
     {"TheListIsFoundInsideAWord", {ChnlKindBdc}, "XCMD:BDC;", {ChnlKindBdc}},
     {"BlanksDoNotPartWords", {ChnlKindBdc}, "CMD:QPL, BDC;", {}},
-    {"TheProfilesOrderIsKept", {ChnlKindZrdPage, ChnlKindD4, ChnlKindBdc, ChnlKindLabel},
-     "CMD:ZRDLABEL,BDC,D4;", {ChnlKindZrdPage, ChnlKindD4, ChnlKindBdc, ChnlKindLabel}},
-    {"TheSameKindTwiceStaysTwice", {ChnlKindBdc, ChnlKindBdc}, "CMD:BDC;",
+    {"TheProfilesOrderIsKept",
+     {ChnlKindZrdPage, ChnlKindD4, ChnlKindBdc, ChnlKindLabel},
+     "CMD:ZRDLABEL,BDC,D4;",
+     {ChnlKindZrdPage, ChnlKindD4, ChnlKindBdc, ChnlKindLabel}},
+    {"TheSameKindTwiceStaysTwice",
+     {ChnlKindBdc, ChnlKindBdc},
+     "CMD:BDC;",
      {ChnlKindBdc, ChnlKindBdc}},
-    {"AProfileMayListTen", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, "CMD:X;",
+    {"AProfileMayListTen",
+     {1, 2, 3, 4, 5, 6, 7, 8, 9, 10},
+     "CMD:X;",
      {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
     {"AProfileMayListNone", {}, "CMD:BDC,D4;", {}},
 };
@@ -118,9 +130,9 @@ class Modes : public SystemTest {
 };
 
 TEST_F(Modes, QplLeavesStatusToBdcWhereBothAre) {
-  EXPECT_EQ(EntriesOf({{ChnlKindQpl, 7}, {ChnlKindBdc, 7}, {ChnlKindD4, 7}},
-                      "MFG:X;CMD:QPL,BDC,D4;"),
-            (std::vector<Entry>{{ChnlKindQpl, 3}, {ChnlKindBdc, 7}, {ChnlKindD4, 7}}));
+  EXPECT_EQ(
+      EntriesOf({{ChnlKindQpl, 7}, {ChnlKindBdc, 7}, {ChnlKindD4, 7}}, "MFG:X;CMD:QPL,BDC,D4;"),
+      (std::vector<Entry>{{ChnlKindQpl, 3}, {ChnlKindBdc, 7}, {ChnlKindD4, 7}}));
   EXPECT_EQ(EntriesOf({{ChnlKindBdc, 0xFFFF}, {ChnlKindQpl, 0xFFFF}}, "CMD:QPL,BDC;"),
             (std::vector<Entry>{{ChnlKindBdc, 0xFFFF}, {ChnlKindQpl, 0xFFFB}}));
 }
@@ -151,8 +163,9 @@ TEST_F(Modes, TheMarkNeedsSharingAndVendorClassAndD4) {
 }
 
 TEST_F(Modes, TheProfilesListEndsAtItsFirstZero) {
-  far_side::add_model("Driver", "LPT_Channel00=0x10010003\nLPT_ChnlMode00=7\n"
-                                "LPT_Channel01=0\nLPT_Channel02=0x10010004\nLPT_ChnlMode02=7\n");
+  far_side::add_model("Driver",
+                      "LPT_Channel00=0x10010003\nLPT_ChnlMode00=7\n"
+                      "LPT_Channel01=0\nLPT_Channel02=0x10010004\nLPT_ChnlMode02=7\n");
   far_side::add_printer({.name = kLaser, .port = "USB001", .driver = "Driver"});
   far_side::set_device_id("USB001", bytes_of("CMD:BDC;"));
   Load();

@@ -112,10 +112,8 @@ void EndInASpoolerCall() {
   AddPrinter();
   const HANDLE started = CreateEventA(nullptr, TRUE, FALSE, nullptr);
   const HANDLE gate = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-  far_side::plug({.port = "USB001",
-                  .device_id = bytes_of("CMD:BDC;"),
-                  .started = started,
-                  .gate = gate});
+  far_side::plug(
+      {.port = "USB001", .device_id = bytes_of("CMD:BDC;"), .started = started, .gate = gate});
   const ProviderTable* table = nullptr;
   Load(&table);
   StartThread(&AskForEver, table);

@@ -107,8 +107,8 @@ TEST_F(ConnectionInfo, FailedCommunicationReadsAsNotSupported) {
   ExpectRefused(VLPER_NOTSUPPORT);
   EXPECT_THAT(LogLines(kLaser),
               Contains("CPrinterInf::GetConnectInf Change VLPER_SEND to VLPER_NOTSUPPORT"));
-  EXPECT_THAT(LogLines(kLaser), Contains(::testing::HasSubstr(
-                                    "CPrinterInf::GetConnectInf Return : rc = -1")));
+  EXPECT_THAT(LogLines(kLaser),
+              Contains(::testing::HasSubstr("CPrinterInf::GetConnectInf Return : rc = -1")));
 }
 
 TEST_F(ConnectionInfo, AnOfflineServerOrDeviceIsNotConnected) {

@@ -25,8 +25,16 @@ struct Name {
 
 // Printer; the letter whose second byte is a backslash, and one whose second is "|".
 const Name kPrinter = {"\x83\x76\x83\x8A\x83\x93\x83\x5E", u"\u30D7\u30EA\u30F3\u30BF"};
-const Name kBackslash = {"\x83\x5C" "1", u"\u30BD" u"1"};
-const Name kBar = {"\x83\x7C" "2", u"\u30DD" u"2"};
+const Name kBackslash = {
+    "\x83\x5C"
+    "1",
+    u"\u30BD"
+    u"1"};
+const Name kBar = {
+    "\x83\x7C"
+    "2",
+    u"\u30DD"
+    u"2"};
 
 TEST_F(DoubleByteNames, ReachTheSpoolerAsWideText) {
   Load();
@@ -71,7 +79,8 @@ TEST_F(DoubleByteNames, OfPortsAreComparedLetterByLetter) {
   const std::string port = "USB\x83\x61";
   far_side::add_printer({.name = kLaser, .port = port});
   EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
-  EXPECT_THAT(LogLines(kLaser), Contains("CPrinterInf::CheckSupportPort Return : " + port + " = 0"));
+  EXPECT_THAT(LogLines(kLaser),
+              Contains("CPrinterInf::CheckSupportPort Return : " + port + " = 0"));
 }
 
 TEST_F(DoubleByteNames, OfProfilesAreFound) {

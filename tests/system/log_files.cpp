@@ -43,10 +43,14 @@ TEST_F(LogFiles, ComeOnlyWithAFlagAndAFolder) {
     bool path;
     bool file;
   };
-  const Case cases[] = {{std::nullopt, false, false}, {std::nullopt, true, false},
-                        {0, true, false},             {0, false, false},
-                        {1, false, false},            {1, true, true},
-                        {0xFFFFFFFF, true, true},     {0x80000000, true, true}};
+  const Case cases[] = {{std::nullopt, false, false},
+                        {std::nullopt, true, false},
+                        {0, true, false},
+                        {0, false, false},
+                        {1, false, false},
+                        {1, true, true},
+                        {0xFFFFFFFF, true, true},
+                        {0x80000000, true, true}};
   for (const Case& each : cases) {
     far_side::LogSettings settings{.flag = each.flag};
     if (each.path) settings.path = log_folder_;
@@ -142,8 +146,7 @@ TEST_F(LogFiles, GoOnWhereTheLastProcessStopped) {
 }
 
 TEST_F(LogFiles, ChangeAtHalfTheSizeThatIsSet) {
-  const far_side::LogSettings settings{
-      .flag = kLogUncut, .path = log_folder_, .max_size = 100000};
+  const far_side::LogSettings settings{.flag = kLogUncut, .path = log_folder_, .max_size = 100000};
   far_side::set_log(settings);
   Load();
   // The first stamp makes the file; its size gives that of all.

@@ -138,7 +138,9 @@ TEST_F(Names, MayBearCharactersThatNoFileMay) {
 
 TEST_F(Names, WithAccentsReachTheSpoolerAsWideText) {
   if (far_side::code_page() != 1252) GTEST_SKIP() << "these bytes are letters of code page 1252";
-  const std::string name = "Dr\xFC" "cker \xE9t\xE9";
+  const std::string name =
+      "Dr\xFC"
+      "cker \xE9t\xE9";
   AddPrinter(name, "USB001", kLaserId, {{ChnlKindBdc}});
   Load();
   const Connection answer = provider().Connect(name);

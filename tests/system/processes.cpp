@@ -1,9 +1,9 @@
 // What needs a process of its own, or two: ends and unloadings that the library can't
 // prepare for, and one log that two processes write and rotate.
 
+#include <windows.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <set>
 #include <string>
@@ -69,9 +69,7 @@ TEST(Processes, EndWithTheLibraryInUse) {
   for (int time = 0; time < 5; ++time) EXPECT_EQ(Child("end-in-use").ExitCode(), 0);
 }
 
-TEST(Processes, EndDuringASpoolerCall) {
-  EXPECT_EQ(Child("end-in-a-spooler-call").ExitCode(), 0);
-}
+TEST(Processes, EndDuringASpoolerCall) { EXPECT_EQ(Child("end-in-a-spooler-call").ExitCode(), 0); }
 
 TEST(Processes, AreToldWrongUse) { EXPECT_EQ(Child("nonsense").ExitCode(), 2); }
 

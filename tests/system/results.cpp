@@ -49,8 +49,7 @@ TEST_F(Results, ComeInTheOrderOfTheirArrivalWhicheverThePrinter) {
   for (const char* name : names) {
     const Result result = provider().Take();
     EXPECT_EQ(result.request_id, id++);
-    EXPECT_EQ(result.data,
-              bytes_of(name == kLaser ? kLaserId : "MFG:V;CMD:BDC;MDL:Other;"));
+    EXPECT_EQ(result.data, bytes_of(name == kLaser ? kLaserId : "MFG:V;CMD:BDC;MDL:Other;"));
   }
 }
 

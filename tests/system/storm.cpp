@@ -43,8 +43,7 @@ const Face kFaces[] = {
     {"MFG:V;CMD:QPL,BDC,END4;MDL:" + std::string(500, 'b') + ";",
      {{ChnlKindQpl, 3}, {ChnlKindBdc, 7}, {ChnlKindEnd4, 7}}},
 };
-const std::vector<Channel> kChannels = {
-    {ChnlKindD4}, {ChnlKindQpl}, {ChnlKindBdc}, {ChnlKindEnd4}};
+const std::vector<Channel> kChannels = {{ChnlKindD4}, {ChnlKindQpl}, {ChnlKindBdc}, {ChnlKindEnd4}};
 
 bool IsFace(const Bytes& device_id) {
   for (const Face& face : kFaces) {
