@@ -75,8 +75,8 @@ DWORD CBidiIF::BidiWorkerProc(CBidiIF* self) noexcept {
     self->m_pBidiSpl.Forget();
     return Low16(created);
   }
-  SetEvent(self->m_hReady.Get());
-  WaitToTheEnd(self->m_hQuit.Get());
+  // A creator that can't be told waits for the thread's end instead.
+  if (SetEvent(self->m_hReady.Get()) != FALSE) WaitToTheEnd(self->m_hQuit.Get());
   if (self->m_pBidiSpl) {
     self->m_pBidiSpl.Reset();
     CoUninitialize();

@@ -89,19 +89,6 @@ TEST_P(Bind, SuccessOfAnyKindIsABind) {
   ExpectBinds(1, 0, 1);
 }
 
-// The last error may stem from before the call. Neither the lock nor the log lines on the
-// way may change it.
-TEST_P(Bind, LastErrorFromBeforeTheCallCounts) {
-  trouble_.bind_administrator = {.result = kFail};
-  Start(kLogBidi);
-  far_side::set_trouble(trouble_);
-  bidi_test::Batch batch;
-  batch.Ask(kSchema, 16);
-  SetLastError(ERROR_ACCESS_DENIED);
-  EXPECT_EQ(0, Call(batch, GetParam()));
-  ExpectBinds(1, 1, 1);
-}
-
 TEST_P(Bind, LineTellsTheCode) {
   EXPECT_EQ(0, CallWithTrouble(kLogBidi));
   trouble_.bind_administrator = {.result = kFail, .last_error = 1801};

@@ -97,7 +97,7 @@ TEST(LogMutexName, CarriesWhatStandsBehindTheLastBackslash) {
 
 TEST(LogMutexName, NeedsABackslash) {
   EXPECT_EQ("", LogMutexName("printer.dat"));
-  EXPECT_EQ("", LogMutexName("/tmp/log/printer.dat"));
+  EXPECT_EQ("", LogMutexName("/var/log/printer.dat"));
 }
 
 TEST(LogMutexName, TakesAtMost259Bytes) {

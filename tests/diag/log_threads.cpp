@@ -24,6 +24,8 @@ TEST_F(LogThreadTest, EachLineStandsTogetherWithItsData) {
 TEST_F(LogThreadTest, RotationBetweenTheLinesTearsNoPiece) {
   vlp::DbgLog log = open_log(1, 2000);
   diag_test::write_with_threads(log);
+  diag_test::fill(log);
+  vlp::DbgStampLimit(&log);
   const std::string rotated = far_side::read_file(rotated_path()).value_or("");
   EXPECT_EQ("", diag_test::torn(content().value_or("")));
   EXPECT_NE("", rotated);

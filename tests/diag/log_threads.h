@@ -7,6 +7,8 @@
 #include <windows.h>
 
 #include <array>
+#include <cstdint>
+#include <iterator>
 #include <regex>
 #include <string>
 
@@ -80,17 +82,26 @@ inline std::string census(std::string content) {
 inline constexpr const char* kWholeCensus = "66";  // 3 threads: 20 lines and 2 stamps each
 
 // Of a log that was rotated meanwhile: what isn't a whole piece. A line's data may lie in
-// the next file, and what met the look at the size is lost.
+// the next file, what met the look at the size is lost, and a move that met a line fails
+// and says so.
 inline std::string torn(std::string content) {
   const std::string head = "\r\n[0-9:.]+ \\[PID:[0-9]+ TID:[0-9]+\\] : ";
   for (const std::string& piece :
        {head + "----- [0-9/:. ]+ -----", head + "(a{40}|b{40}|c{40})",
+        head + "\\*{5}DbgLimitSizeProc: MoveFile failed\\. LastError=32\\*{5}",
         std::string("\r\n Data\\(40\\): (a{40}|b{40}|c{40})?"),
         std::string("\r\n Dump\\(40\\): ((61 ){40}|(62 ){40}|(63 ){40})?"), head + "[abc]"}) {
     content = std::regex_replace(content, std::regex(piece), "");
   }
-  // Bytes whose title met the look at the size never come, so nothing else is left.
   return content;
+}
+
+// Whole lines that fill a log beyond its limit, so that the next stamp rotates it for sure.
+inline void fill(vlp::DbgLog& log) {
+  const std::string text(40, 'a');
+  for (std::uint32_t size = 0; size < log.limitSize; size += 40) {
+    vlp::DbgLogPut(&log, 1, 0, text.c_str());
+  }
 }
 
 }  // namespace diag_test

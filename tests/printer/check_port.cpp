@@ -151,13 +151,6 @@ TEST_F(PortName, LineBelongsToTheDetails) {
   EXPECT_EQ("no line", LastLine());
 }
 
-TEST_F(PortName, ThatIsMissingLeavesTheLineOfTheAttributes) {
-  far_side::add_printer({.name = "Printer", .port = std::nullopt, .attributes = 0x10});
-  Make("Printer", kLogObjects);
-  EXPECT_EQ(std::nullopt, printer_->GetPortName("Printer"));
-  EXPECT_EQ("CPrinterInf::GetPortName [PRINTER_INFO_2].Attributes=0x10 Share=1", LastLine());
-}
-
 TEST_F(PortName, MayBeEmpty) {
   far_side::add_printer({.name = "Printer", .port = ""});
   Make();

@@ -65,6 +65,24 @@ TEST_F(PrinterFault, OfTheTcpIpListLetsThePortPass) {
   });
 }
 
+// Wine can't make a key whose whole path is as long as this one's.
+TEST_F(PrinterFault, NoneComesOfATcpIpPortWithTheLongestNameOfAKey) {
+  const std::string name = "USB" + std::string(252, 'x');
+  far_side::add_tcp_port(name);
+  EXPECT_TRUE(IsTcpIpPort(name));
+  EXPECT_FALSE(IsTcpIpPort(name.substr(1)));
+}
+
+// Wine's spooler gives no record at all of a printer without a port.
+TEST_F(PrinterFault, MissingPortNameLeavesTheLineOfTheAttributes) {
+  far_side::add_printer({.name = "Printer", .port = std::nullopt, .attributes = 0x10});
+  Make("Printer", kLogObjects);
+  EXPECT_EQ(std::nullopt, printer_->GetPortName("Printer"));
+  EXPECT_EQ((std::vector<std::string>{
+                "CPrinterInf::GetPortName [PRINTER_INFO_2].Attributes=0x10 Share=1"}),
+            LinesOf("GetPortName"));
+}
+
 TEST_F(PrinterFault, OfTheTcpIpKeyThatIsMissingLetsThePortPass) {
   far_side::reset();
   far_side::add_printer({.name = "Printer"});
