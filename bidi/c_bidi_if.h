@@ -57,7 +57,7 @@ class CBidiIF {
   static DWORD BidiWorkerProc(CBidiIF* self) noexcept;
 
  private:
-  static DWORD WINAPI WorkerThread(void* self);
+  static DWORD WINAPI WorkerThread(void* argument);
 
   bool StartThread();
   void StartWorker();

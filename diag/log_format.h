@@ -16,6 +16,8 @@ namespace vlp {
 // 32 bits), or a text of the format's own width, which may be null.
 class LogArgument {
  public:
+  // Arguments of a log line are written as they are.
+  // NOLINTBEGIN(google-explicit-constructor)
   template <typename Number>
   requires(std::is_integral_v<Number> && sizeof(Number) <= 4) LogArgument(Number number)
       : number_(static_cast<std::uint32_t>(number)) {}
@@ -23,6 +25,7 @@ class LogArgument {
   LogArgument(const WCHAR* text) : wide_(text != nullptr ? text : TEXT("(null)")) {}
   LogArgument(const void* pointer)
       : number_(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(pointer))) {}
+  // NOLINTEND(google-explicit-constructor)
 
   std::uint32_t Number() const { return number_; }
   template <typename Character>

@@ -19,11 +19,8 @@ inline PrinterHandle OpenPrinterByName(const char* name) {
   PrinterHandle printer;
   if (name == nullptr) return printer;
   std::string writable(name);
-  if (OpenPrinterA(writable.data(), printer.Receive(), nullptr) == FALSE) {
-    printer.Forget();
-  } else if (printer.Get() == INVALID_HANDLE_VALUE) {
-    printer.Forget();
-  }
+  const BOOL opened = OpenPrinterA(writable.data(), printer.Receive(), nullptr);
+  if (opened == FALSE || printer.Get() == INVALID_HANDLE_VALUE) printer.Forget();
   return printer;
 }
 

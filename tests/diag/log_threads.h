@@ -82,9 +82,10 @@ inline std::string census(std::string content) {
 inline constexpr const char* kWholeCensus = "66";  // 3 threads: 20 lines and 2 stamps each
 
 // Of a log that was rotated meanwhile: what isn't a whole piece. A line's data may lie in
-// the next file, what met the look at the size is lost, and a move that met a line fails
-// and says so.
+// the next file, even without their title, what met the look at the size is lost, and a move that
+// met a line fails and says so.
 inline std::string torn(std::string content) {
+  const std::string before = content;
   const std::string head = "\r\n[0-9:.]+ \\[PID:[0-9]+ TID:[0-9]+\\] : ";
   for (const std::string& piece :
        {head + "----- [0-9/:. ]+ -----", head + "(a{40}|b{40}|c{40})",
@@ -92,6 +93,11 @@ inline std::string torn(std::string content) {
         std::string("\r\n Data\\(40\\): (a{40}|b{40}|c{40})?"),
         std::string("\r\n Dump\\(40\\): ((61 ){40}|(62 ){40}|(63 ){40})?"), head + "[abc]"}) {
     content = std::regex_replace(content, std::regex(piece), "");
+  }
+  std::smatch first;
+  const std::regex bytes("a{40}|b{40}|c{40}|(61 ){40}|(62 ){40}|(63 ){40}");
+  if (std::regex_search(before, first, bytes, std::regex_constants::match_continuous)) {
+    content.erase(0, static_cast<size_t>(first.length()));
   }
   return content;
 }
