@@ -52,6 +52,16 @@ std::int32_t TakeAnswer(const Answer& answer, const BidiRequestEntry& entry) {
   return 0;
 }
 
+// What the spooler allocated is freed on the way out.
+std::int32_t ReadAnswer(IBidiRequest* request, const BidiRequestEntry& entry) {
+  Answer answer;
+  if (FAILED(request->GetOutputData(0, answer.schema.Receive(), &answer.type, answer.data.Receive(),
+                                    &answer.size))) {
+    return VLPER_SEND;
+  }
+  return TakeAnswer(answer, entry);
+}
+
 std::uint32_t ErrorFlag(std::int32_t rc) { return rc < 0 ? kLogError : 0; }
 
 }  // namespace
@@ -117,12 +127,7 @@ std::int32_t CBidiIF::GetRespons(IBidiRequest* request, const BidiRequestEntry* 
     return LogReturn("CBidiIF::GetRespons No Respons Return ", 0);
   }
 
-  Answer answer;
-  std::int32_t rc = VLPER_SEND;
-  if (SUCCEEDED(request->GetOutputData(0, answer.schema.Receive(), &answer.type,
-                                       answer.data.Receive(), &answer.size))) {
-    rc = TakeAnswer(answer, *entry);
-  }
+  const std::int32_t rc = ReadAnswer(request, *entry);
   if (rc != 0) return LogReturn("CBidiIF::GetRespons Return", rc);
   DbgLogData(m_pLog, kLogBidi, kLogDump, entry->output, *entry->length,
              "CBidiIF::GetRespons Return");

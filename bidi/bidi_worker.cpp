@@ -86,7 +86,7 @@ DWORD CBidiIF::BidiWorkerProc(CBidiIF* self) noexcept {
 
 void CBidiIF::EndWorker() {
   if (m_hThread) {
-    SetEvent(m_hQuit.Get());
+    while (SetEvent(m_hQuit.Get()) == FALSE) Sleep(1);
     WaitToTheEnd(m_hThread.Get());
     m_hThread.Reset();
   }

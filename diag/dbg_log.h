@@ -5,9 +5,8 @@
 //
 // Every call accepts a null log and then does nothing. A call whose category is off
 // costs one look at the mask. No call changes the thread's last error, throws, or
-// fails the work around it. The calls block for the lock
-// and a few short file accesses; DbgStampLimit
-// also waits up to 1000 ms for another process that rotates the same file.
+// fails the work around it. The calls block for the lock and a few short file accesses;
+// DbgStampLimit also waits up to 1000 ms for another process that rotates the same file.
 
 #include <windows.h>
 

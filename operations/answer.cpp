@@ -10,7 +10,7 @@ std::int32_t AnswerFrom(DbgLog* log, const char* text, std::span<const std::uint
                         std::uint8_t* buffer, std::uint32_t* length) {
   const std::uint32_t capacity = *length;
   *length = static_cast<std::uint32_t>(data.size());
-  if (capacity < data.size()) {
+  if (capacity < data.size() || (buffer == nullptr && !data.empty())) {
     DbgLogPut(log, kLogPrinter, kLogError, text, "rc", VLPER_BUFFERSIZE);
     return VLPER_BUFFERSIZE;
   }

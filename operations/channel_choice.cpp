@@ -11,13 +11,6 @@ namespace {
 
 constexpr std::string_view kFireWirePort = "VL1394D3_";
 
-bool BeginsInAnyCase(std::string_view text, std::string_view prefix) {
-  char head[kTextLimit] = {};
-  CopyText(head, sizeof(head), text.substr(0, prefix.size()));
-  CharUpperA(head);
-  return prefix == head;
-}
-
 bool KeepsD4(const PrinterFacts& facts, bool vendor_class) {
   if (vendor_class || BeginsInAnyCase(facts.port, kFireWirePort)) return true;
   if (CmdListHas(facts.device_id, "END4")) return false;

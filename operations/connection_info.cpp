@@ -67,8 +67,8 @@ std::int32_t CPrinterInf::QueryDeviceId(std::vector<std::uint8_t>* bytes) {
 }
 
 // A failed query leaves channels and profile as they were, but no device ID, so the
-// next call asks again. A good one shows each of its results as a whole, the device ID
-// last: whoever finds it young finds its channels too.
+// next call asks again. A good one shows channels and device ID together, so that the
+// two of different answers never stay beside each other.
 std::int32_t CPrinterInf::ConnectWorker(DeviceIdSnapshot* read) {
   deviceId.Set(nullptr);
   const auto reading = std::make_shared<DeviceIdReading>();
@@ -79,15 +79,21 @@ std::int32_t CPrinterInf::ConnectWorker(DeviceIdSnapshot* read) {
 
   auto settings = profile.Get();
   if (settings == nullptr) {
-    settings =
-        profile.SetIfEmpty(std::make_shared<const ModelProfile>(LoadModelProfile(Name().data())));
+    auto read_now = std::make_shared<const ModelProfile>(LoadModelProfile(Name().data()));
+    if (read_now->loaded == 0) {
+      deviceId.Set(reading);
+      return 0;
+    }
+    settings = profile.SetIfEmpty(std::move(read_now));
   }
   const std::optional<std::string> port = GetPortName(Name().data());
   PrinterFacts facts;
   facts.device_id = reading->bytes;
   facts.port = port ? std::string_view(*port) : std::string_view();
   facts.shared = printerShared.load(std::memory_order_relaxed) != 0;
-  connectInfo->Publish(ChooseChannels(*settings, facts));
+  auto channels = ChooseChannels(*settings, facts);
+  const LockGuard publishing(publishLock);
+  connectInfo->Publish(std::move(channels));
   deviceId.Set(reading);
   return 0;
 }

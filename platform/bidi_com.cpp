@@ -91,18 +91,19 @@ void with_port_monitor(FunctionRef<void(simulator::PortMonitor&)> work) {
   work(port_monitor());
 }
 
-HRESULT run_bidi_call(const char* name, FunctionRef<HRESULT()> body) {
+HRESULT run_bidi_call(const char* name, FunctionRef<HRESULT()> body, OnFault on_fault) {
   const Call call(name);
-  if (const auto fault = call.fault()) {
-    const HRESULT failure = failure_of(*fault);
-    SetLastError(static_cast<DWORD>(HRESULT_CODE(failure)));
-    return failure;
-  }
+  const auto fault = call.fault();
+  HRESULT result = S_OK;
   try {
-    return body();
+    if (!fault || on_fault == OnFault::fail_afterwards) result = body();
   } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
+    result = E_OUTOFMEMORY;
   }
+  if (!fault) return result;
+  const HRESULT failure = failure_of(*fault);
+  SetLastError(static_cast<DWORD>(HRESULT_CODE(failure)));
+  return failure;
 }
 
 void control_port_monitor(FunctionRef<void(simulator::PortMonitor&)> work) {

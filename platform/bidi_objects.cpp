@@ -288,16 +288,17 @@ class Spl : public Object<IBidiSpl, spl_interface, &LiveObjects::spls> {
   }
 
   HRESULT WINAPI UnbindDevice() override {
-    return run_bidi_call("IBidiSpl::UnbindDevice", [&]() -> HRESULT {
+    const auto unbind = [&]() -> HRESULT {
       if (!bound_) {
         report_breach("an unbind with no printer bound");
         return E_HANDLE;
       }
-      bound_ = false;  // also when the call is to fail: nothing can be done about it
+      bound_ = false;
       Ending ending;
       with_port_monitor([&](PortMonitor& monitor) { ending = monitor.unbind(printer_); });
       return end_with(ending);
-    });
+    };
+    return run_bidi_call("IBidiSpl::UnbindDevice", unbind, OnFault::fail_afterwards);
   }
 
   HRESULT WINAPI SendRecv(const LPCWSTR action, IBidiRequest* request) override {

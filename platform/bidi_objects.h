@@ -27,8 +27,11 @@ HRESULT create_bidi_object(REFCLSID clsid, IUnknown* outer, REFIID iid, void** o
 // Runs `work` on the one port monitor while no other thread does. `work` must not block.
 void with_port_monitor(FunctionRef<void(simulator::PortMonitor&)> work);
 
-// Runs the body of a call of one of the objects; may refuse instead, with a failure.
-HRESULT run_bidi_call(const char* name, FunctionRef<HRESULT()> body);
+// Runs the body of a call of one of the objects; may refuse instead, with a failure. A call
+// that lets go of something does so even then, and fails afterwards.
+enum class OnFault { refuse, fail_afterwards };
+HRESULT run_bidi_call(const char* name, FunctionRef<HRESULT()> body,
+                      OnFault on_fault = OnFault::refuse);
 
 // Port of a printer that the spooler knows, empty when it has none; nothing for a name that
 // the spooler doesn't know. The port's printer has been put into the monitor if the machine

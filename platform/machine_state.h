@@ -50,9 +50,6 @@ void ensure_machine();
 // The machine in force. Under the lock, behind ensure_machine().
 Machine& machine();
 
-// Closes a handle without being a call of its own; the handle table supplies it.
-bool drop_handle(HANDLE handle);
-
 // The machine's ANSI code page. Outside the lock.
 const CodePage& ansi();
 

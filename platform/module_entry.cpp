@@ -22,10 +22,16 @@ HINSTANCE this_module() {
 
 __attribute__((constructor)) void attach() {
   platform::module_attach_begins();
-  platform::module_attach_ends(DllMain(this_module(), DLL_PROCESS_ATTACH, nullptr) != FALSE);
+  bool accepted = false;
+  {
+    const platform::ModuleCode code;
+    accepted = DllMain(this_module(), DLL_PROCESS_ATTACH, nullptr) != FALSE;
+  }
+  platform::module_attach_ends(accepted);
 }
 
 __attribute__((destructor)) void detach() {
+  const platform::ModuleCode code;
   LPVOID process_ends = platform::process_ends() ? const_cast<char*>(&anchor) : nullptr;
   DllMain(this_module(), DLL_PROCESS_DETACH, process_ends);
 }

@@ -109,7 +109,12 @@ void forget_name(Object& object) {
 void Event::last_handle_closed() { forget_name(*this); }
 void Mutex::last_handle_closed() { forget_name(*this); }
 void Mutex::last_reference_gone() {
-  if (owner != nullptr) std::erase(owner->mutexes, this);
+  if (owner != nullptr) {
+    std::erase(owner->mutexes, this);
+    // Nobody can give it back any more, so another process finds it abandoned.
+    if (outside_taken) outside->leave_abandoned();
+    outside_taken = false;
+  }
   free_outside();
 }
 
@@ -319,7 +324,7 @@ HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manual_reset, BOOL initia
 }
 
 BOOL WINAPI SetEvent(HANDLE event) {
-  const Call call("SetEvent");
+  const Call call("SetEvent", Fails::once);
   if (call.fault()) return fail_with(*call.fault());
   const StateGuard guard;
   platform::Event* object = platform::find_event(event);

@@ -20,8 +20,8 @@ const char* PathOrNull(const LogSettings& settings) {
 CPrinterInf::CPrinterInf(const char* name, const LogSettings& settings)
     : m_lpPrinterName(OwnName(name)), printerNameW(ToWide(Name())) {
   // Two files share the size setting, so each gets half of it.
-  log = std::make_unique<DbgLog>(Name().data(), PathOrNull(settings), settings.logFlag,
-                                 settings.maxLogSize >> 1);
+  log = std::make_unique<DbgLog>(m_lpPrinterName ? m_lpPrinterName->c_str() : nullptr,
+                                 PathOrNull(settings), settings.logFlag, settings.maxLogSize >> 1);
   bidi = std::make_unique<CBidiIF>(log.get());
   connectInfo = std::make_unique<ConnectInfo>();
   if (m_lpPrinterName) {

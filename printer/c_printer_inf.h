@@ -55,8 +55,8 @@ class CPrinterInf {
   // each call, never the printer.
   std::int32_t CheckSupportPort();
 
-  // The printer's present port, or none if the spooler doesn't know it. Refreshes what
-  // is known of sharing.
+  // The printer's present port, or none if the spooler doesn't know it or names no port.
+  // Refreshes what is known of sharing.
   std::optional<std::string> GetPortName(const char* name);
 
   // Writes one slot per channel, kind low and mode high, at most kMaxConnectEntries of
@@ -108,6 +108,8 @@ class CPrinterInf {
   std::unique_ptr<ConnectInfo> connectInfo;
   Published<ModelProfile> profile;      // empty until the first good query, then final
   Published<DeviceIdReading> deviceId;  // empty while none is held
+
+  CriticalSection publishLock;  // held only while channels and device ID are exchanged
 
   std::atomic<std::uint32_t> printerShared{0};  // bit 0x10 of the spooler's attributes
 };

@@ -26,11 +26,8 @@ bool IsRemoteClientPort(std::string_view remote) {
 }  // namespace
 
 bool HasLocalPrefix(const std::string& port) {
-  PortName upper = {};
-  CopyText(upper, sizeof(upper), port);
-  CharUpperA(upper);
   for (const PortName& prefix : LocalPortPrefixes) {
-    if (std::string_view(upper).starts_with(LimitedText(prefix))) return true;
+    if (BeginsInAnyCase(port, LimitedText(prefix))) return true;
   }
   return false;
 }

@@ -21,8 +21,8 @@ constexpr const char* kKey = "DsSpooler";
 constexpr const char* kPrinterNameValue = "printerName";
 constexpr const char* kPortNameValue = "portName";
 
-// No name of a printer is longer; a larger size is a damaged answer.
-constexpr std::uint32_t kPublishedLimit = 0x10000;
+// No name of a printer is longer; nothing larger is allocated on the spooler's word.
+constexpr std::uint32_t kRealNameLimit = 0x10000;
 
 bool IsNoHandle(HANDLE handle) { return handle == nullptr || handle == INVALID_HANDLE_VALUE; }
 
@@ -44,8 +44,16 @@ std::optional<std::uint32_t> PublishedSize(HANDLE printer, const char* value) {
   DWORD needed = 0;
   const DWORD rc = GetPrinterDataExA(printer, kKey, value, nullptr, nullptr, 0, &needed);
   if (rc != ERROR_MORE_DATA && needed == 0) return std::nullopt;
-  if (needed > kPublishedLimit) return std::nullopt;
   return needed;
+}
+
+// Bytes of a whole real name, or none where the published size is beyond any sense.
+std::optional<std::uint32_t> RealNameSize(HANDLE printer, std::string_view server) {
+  const std::optional<std::uint32_t> published = PublishedSize(printer, kPrinterNameValue);
+  if (!published) return std::nullopt;
+  const std::uint64_t size = std::uint64_t{*published} + server.size() + 4;
+  if (size > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
+  return static_cast<std::uint32_t>(size);
 }
 
 DWORD ReadPublished(HANDLE printer, const char* value, char* out, DWORD capacity, DWORD* got) {
@@ -80,16 +88,15 @@ std::int32_t GetRealNameFromCsrName(const char* name, std::uint32_t size, char* 
   if (!alias.starts_with(kPrefix) || alias.size() == kPrefix.size()) return 0;
   const std::optional<std::string_view> server = ServerOf(alias);
   if (!server) return 0;
-  const std::optional<std::uint32_t> published = PublishedSize(printer.Get(), kPrinterNameValue);
-  if (!published) return 0;
+  const std::optional<std::uint32_t> size_needed = RealNameSize(printer.Get(), *server);
+  if (!size_needed || *size_needed > kRealNameLimit) return 0;
 
-  auto needed = static_cast<std::uint32_t>(*published + server->size() + 4);
+  std::uint32_t needed = *size_needed;
   std::vector<char> real(needed);
   if (BuildCsrRealName(printer.Get(), std::string(alias).c_str(), real.data(), &needed) !=
       ERROR_SUCCESS) {
     return 0;
   }
-  if (needed > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) return 0;
   const std::size_t length = MeasureText(real.data(), std::min<std::size_t>(needed, real.size()));
   const std::uint32_t capacity = *outSize;
   *outSize = static_cast<std::uint32_t>(length);
@@ -112,10 +119,10 @@ DWORD BuildCsrRealName(HANDLE printer, const char* name, char* out, std::uint32_
   if (!alias.starts_with(kPrefix)) return FailBuild(ERROR_INVALID_DATA, out, size);
   const std::optional<std::string_view> server = ServerOf(alias);
   if (!server) return FailBuild(ERROR_INVALID_PARAMETER, out, size);
-  const std::optional<std::uint32_t> published = PublishedSize(printer, kPrinterNameValue);
-  if (!published) return FailBuild(ERROR_INVALID_DATA, out, size);
+  const std::optional<std::uint32_t> size_needed = RealNameSize(printer, *server);
+  if (!size_needed) return FailBuild(ERROR_INVALID_DATA, out, size);
 
-  const auto needed = static_cast<std::uint32_t>(*published + server->size() + 4);
+  const std::uint32_t needed = *size_needed;
   const std::uint32_t capacity = *size;
   *size = needed;
   if (out == nullptr || capacity < needed) return ERROR_MORE_DATA;
@@ -137,15 +144,15 @@ DWORD GetCsrPortNames(HANDLE printer, char* out, std::uint32_t* size) {
   const std::uint32_t capacity = *size;
   *size = *needed;
   if (capacity < *needed) return ERROR_MORE_DATA;
+  // The size told may be twice what is written then.
+  std::memset(out, 0, *needed);
   DWORD got = 0;
   const DWORD rc = ReadPublished(printer, kPortNameValue, out, *needed, &got);
   if (rc != ERROR_SUCCESS) return rc;
-  // The list ends in two terminators; those between the names become commas.
-  const std::size_t last = std::min<std::size_t>(got, *needed);
-  for (std::size_t at = 0; at + 1 < last; ++at) {
-    const bool ends_list = at + 2 == last && out[at + 1] == '\0';
-    if (out[at] == '\0' && !ends_list) out[at] = ',';
-  }
+  // Terminators between the names become commas; those behind the last one stay.
+  std::size_t end = std::min<std::size_t>(got, *needed);
+  while (end > 0 && out[end - 1] == '\0') --end;
+  std::replace(out, out + end, '\0', ',');
   return rc;
 }
 

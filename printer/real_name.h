@@ -30,7 +30,8 @@ std::int32_t GetRealNameChecked(const char* name, std::uint32_t size, char* out,
 // ERROR_INVALID_DATA, ERROR_INVALID_PARAMETER or what the spooler gives.
 DWORD BuildCsrRealName(HANDLE printer, const char* name, char* out, std::uint32_t* size);
 
-// The published ports as one text, separated by commas; results as above.
+// The published ports as one text, separated by commas. A null `out` gives
+// ERROR_INVALID_PARAMETER; results else as above.
 DWORD GetCsrPortNames(HANDLE printer, char* out, std::uint32_t* size);
 
 }  // namespace vlp

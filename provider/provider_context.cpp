@@ -4,6 +4,7 @@
 
 #include "provider/log_settings_reader.h"
 #include "provider/operations.h"
+#include "support/tick_age.h"
 
 namespace vlp {
 namespace {
@@ -17,8 +18,9 @@ constexpr DWORD kLeaveWaitMs = 5000;
 constexpr DWORD kLeaveLookMs = 10;
 
 bool AllUsersLeave() {
-  for (DWORD waited = 0; g_users.load() != 0; waited += kLeaveLookMs) {
-    if (waited >= kLeaveWaitMs) return false;
+  const DWORD began = GetTickCount();
+  while (g_users.load() != 0) {
+    if (TickAge(began) >= kLeaveWaitMs) return false;
     Sleep(kLeaveLookMs);
   }
   return true;

@@ -17,16 +17,16 @@ struct ResultRecord {
   std::uint32_t length = 0;              // bytes
 };
 
-// Copies a record out without waiting. VLPER_PARAM for a null requestId, and
-// for a null buffer with data to copy;
-// VLPER_BUFFERSIZE if `*size` is below the length; else the number of bytes. In the last
-// two cases `*size` becomes the length.
+// Copies a record out without waiting. VLPER_PARAM for a null requestId, and for a null
+// buffer with data to copy; VLPER_BUFFERSIZE if `*size` is below the length; else the
+// number of bytes. But for a null requestId, `*size` becomes the length.
 std::int32_t CopyOut(const ResultRecord& record, std::uint32_t* requestId, std::uint8_t* buffer,
                      std::uint32_t* size);
 
 class ResultList {
  public:
   ResultList() = default;
+  ~ResultList() { Clear(); }
   ResultList(const ResultList&) = delete;
   ResultList& operator=(const ResultList&) = delete;
 

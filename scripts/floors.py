@@ -41,10 +41,6 @@ OWN_CALLS_ONLY = PRODUCT | {"tests/system"} | {
 NARROW_TEXT = OWN_CALLS_ONLY | {"platform", "simulator", "tests/platform", "tests/windows",
                                 "tests/simulator", "tests/support"}
 
-EXCEPTIONS = {
-    # Attach itself is under test there: inside LoadLibraryA it would be no fault point.
-    ("tests/system/faults.cpp", "dlfcn.h"),
-}
 BANNED_HEADERS = {
     "thread", "mutex", "shared_mutex", "condition_variable", "chrono", "fstream", "filesystem",
     "future", "semaphore", "latch", "barrier", "stop_token", "pthread.h", "unistd.h", "time.h",
@@ -172,7 +168,7 @@ class Checker:
 
     def check_include(self, name, number, room, target):
         if room in OWN_CALLS_ONLY and target in BANNED_HEADERS:
-            if (name, target) not in EXCEPTIONS and not self.may_write_files(name, target):
+            if not self.may_write_files(name, target):
                 self.report(name, number, f"<{target}> escapes the Windows calls and the clock "
                             "of the tests")
         if target.startswith(("../", "./")):

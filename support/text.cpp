@@ -35,6 +35,13 @@ std::size_t CharacterSize(std::string_view text, std::size_t position) {
   return IsDBCSLeadByte(byte) != FALSE && position + 1 < text.size() ? 2 : 1;
 }
 
+bool BeginsInAnyCase(std::string_view text, std::string_view prefix) {
+  char head[kTextLimit] = {};
+  CopyText(head, sizeof(head), text.substr(0, prefix.size()));
+  CharUpperA(head);
+  return prefix == head;
+}
+
 std::size_t FindCharacter(std::string_view text, char wanted) {
   for (std::size_t at = 0; at < text.size(); at += CharacterSize(text, at)) {
     if (text[at] == wanted) return at;

@@ -25,6 +25,9 @@ bool CopyText(char* to, std::size_t capacity, std::string_view from);
 // Like CopyText, behind the text that stands in `to` already.
 bool AppendText(char* to, std::size_t capacity, std::string_view from);
 
+// Whether the text begins with an upper-case prefix when its own case doesn't count.
+bool BeginsInAnyCase(std::string_view text, std::string_view prefix);
+
 // Position of the first or last `wanted`, an ASCII character, in ANSI text; trail
 // bytes of double-byte characters don't count. npos if there is none.
 std::size_t FindCharacter(std::string_view text, char wanted);

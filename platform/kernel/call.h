@@ -10,8 +10,8 @@
 
 namespace platform {
 
-// Whether the ledger says that a call can fail. `once` marks waits: they may fail
-// once, never from then on.
+// Whether the ledger says that a call can fail. `once` marks waits and signals: they
+// may fail once, never from then on, since nobody can go on without them.
 enum class Fails { never, yes, once };
 
 // Stands first in every supplied call. While it lives the thread is inside the

@@ -57,6 +57,8 @@ class VLP_PLATFORM_API Object {
 VLP_PLATFORM_API HANDLE add_handle(Object* object, const char* creator);
 // The same with the lock held.
 VLP_PLATFORM_API HANDLE add_handle_locked(Object* object, const char* creator);
+// Removes the handle from the table; false if there is none. Takes the lock.
+VLP_PLATFORM_API bool drop_handle(HANDLE handle);
 
 // The object of a handle or null; the lock is held and stays so while it is used.
 VLP_PLATFORM_API Object* lookup(HANDLE handle);

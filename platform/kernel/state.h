@@ -179,9 +179,6 @@ std::string describe(const Thread& thread);
 // The end of a thread as its handle shows it. With the lock.
 void finish_thread(Thread& thread, DWORD exit_code);
 
-// Removes the handle from the table; false if there is none. Takes the lock.
-bool drop_handle(HANDLE handle);
-
 // Notices the end of the process from now on; not while a module attaches, since what is
 // registered before the program's own start runs after the modules' ends.
 void watch_for_exit();

@@ -192,4 +192,7 @@ void module_attach_ends(bool accepted) {
 }
 bool module_refused() { return std::exchange(refused, false); }
 
+ModuleCode::ModuleCode() : loader_call_(self().call.exchange(nullptr, std::memory_order_relaxed)) {}
+ModuleCode::~ModuleCode() { self().call.store(loader_call_, std::memory_order_relaxed); }
+
 }  // namespace platform

@@ -41,6 +41,14 @@ TEST_F(BidiFaults, FaultIsAnHresultOrAWindowsError) {
   EXPECT_EQ(E_FAIL, spl->BindDevice(wide_printer.c_str(), BIDI_ACCESS_ADMINISTRATOR));
 }
 
+TEST_F(BidiFaults, AFailedUnbindHasLetGoOfThePrinter) {
+  const Ref<IBidiSpl> spl = make_bound_spl();
+  platform::fail_call("IBidiSpl::UnbindDevice", 1, 0x80004005);
+  EXPECT_EQ(E_FAIL, spl->UnbindDevice());
+  EXPECT_EQ(S_OK, spl->BindDevice(wide_printer.c_str(), BIDI_ACCESS_ADMINISTRATOR));
+  EXPECT_EQ(S_OK, spl->UnbindDevice());
+}
+
 // Each call by its name, and what has to be done for it to be made.
 struct NamedCall {
   const char* name;
@@ -71,8 +79,6 @@ INSTANTIATE_TEST_SUITE_P(
                   [](IBidiSpl* spl, IBidiRequestContainer* container, IBidiRequest*) {
                     return spl->MultiSendRecv(TEXT("Get"), container);
                   }},
-        NamedCall{"IBidiSpl::UnbindDevice", [](IBidiSpl* spl, IBidiRequestContainer*,
-                                               IBidiRequest*) { return spl->UnbindDevice(); }},
         NamedCall{"IBidiRequestContainer::AddRequest",
                   [](IBidiSpl*, IBidiRequestContainer* container, IBidiRequest* request) {
                     return container->AddRequest(request);

@@ -108,4 +108,24 @@ TEST(SharedMutexes, AnAbandonedOneOfAThreadIsAbandonedForAnotherProcessToo) {
   EXPECT_EQ(run_partner("try Global\\VlpProcess_thread"), DWORD{WAIT_ABANDONED});
 }
 
+TEST(SharedMutexes, AnOwnerWithoutAHandleLeavesItAbandonedToAnotherProcess) {
+  HANDLE process = nullptr;
+  test::on_other_thread([&] {
+    const HANDLE mutex = CreateMutexA(nullptr, TRUE, "Global\\VlpProcess_closed");
+    process = start_partner("await Global\\VlpProcess_closed Global\\VlpProcess_ready");
+    DWORD error = ERROR_SUCCESS;
+    while (error != ERROR_ALREADY_EXISTS && WaitForSingleObject(process, 10) == WAIT_TIMEOUT) {
+      const Handle ready(CreateMutexA(nullptr, FALSE, "Global\\VlpProcess_ready"));
+      error = GetLastError();
+    }
+    EXPECT_TRUE(CloseHandle(mutex));
+    return DWORD{0};
+  });
+  const Handle owner(process);
+  EXPECT_EQ(WaitForSingleObject(process, 30000), WAIT_OBJECT_0);
+  DWORD code = 0xffff;
+  EXPECT_TRUE(GetExitCodeProcess(process, &code));
+  EXPECT_EQ(code, DWORD{WAIT_ABANDONED});
+}
+
 }  // namespace

@@ -10,6 +10,7 @@
 //        die NAME      takes the mutex and ends without releasing it
 //        hold NAME MS  takes it, keeps it that long, releases it
 //        try NAME      exit code: the result of a wait of no time
+//        await NAME SIGN  opens NAME, then SIGN; exit code: the result of a long wait
 int main(int count, char** arguments) {
   if (count < 3) return 250;
   const HANDLE mutex = CreateMutexA(nullptr, FALSE, arguments[2]);
@@ -19,6 +20,10 @@ int main(int count, char** arguments) {
   if (std::strcmp(arguments[1], "try") == 0) {
     const DWORD result = WaitForSingleObject(mutex, 0);
     return result == WAIT_TIMEOUT ? 2 : static_cast<int>(result);
+  }
+  if (std::strcmp(arguments[1], "await") == 0) {
+    if (count < 4 || CreateMutexA(nullptr, FALSE, arguments[3]) == nullptr) return 253;
+    return static_cast<int>(WaitForSingleObject(mutex, 20000));
   }
   if (WaitForSingleObject(mutex, 5000) != WAIT_OBJECT_0) return 252;
   if (std::strcmp(arguments[1], "die") == 0) ExitProcess(7);

@@ -343,7 +343,7 @@ TEST_F(QueueTime, OutOfMemoryAddsNothing) {
   EXPECT_EQ(3u, failures);  // node, record, data
 }
 
-// Nothing is made under the lock: adders wait for each other's list change only.
+// Adders are never kept waiting by a taker that finds nothing.
 TEST_F(QueueTime, TakerHoldsNoLockWhileItWaits) {
   test::run_virtual_parallel([] {
     ResultList list;

@@ -3,7 +3,9 @@
 
 #include "tests/support/far_side.h"
 
+#include "support/text.h"
 #include "tests/support/far_side_system.h"
+#include "tests/support/print_keys.h"
 
 #include <windows.h>
 
@@ -17,8 +19,6 @@ namespace far_side {
 namespace {
 
 const std::string print_key = "SYSTEM\\CurrentControlSet\\Control\\Print";
-const std::string printers_key = print_key + "\\Printers";
-const std::string drivers_key = print_key + "\\Environments\\Windows x64\\Drivers\\Version-3";
 const std::string tcp_ports_key = print_key + "\\Monitors\\Standard TCP/IP Port\\Ports";
 const std::string log_key = "Software\\VELNO\\VLPrinter4\\LogEnv";
 
@@ -76,19 +76,6 @@ class Key {
   HKEY key_ = nullptr;
 };
 
-std::string printer_key(const std::string& name) {
-  // A trail byte that looks like a backslash is none.
-  std::string key = name;
-  for (size_t i = 0; i < key.size(); ++i) {
-    if (IsDBCSLeadByte(static_cast<BYTE>(key[i])) != FALSE) {
-      ++i;
-    } else if (key[i] == '\\') {
-      key[i] = ',';
-    }
-  }
-  return printers_key + "\\" + key;
-}
-
 std::u16string widened(const std::string& name) {
   std::vector<WCHAR> units(name.size() + 1);
   const int length = MultiByteToWideChar(CP_ACP, 0, name.c_str(), -1, units.data(),
@@ -102,8 +89,10 @@ std::u16string widened(const std::string& name) {
 
 // Makes each folder on the way to the file; those that are there stay.
 void make_folders_for(const std::string& path) {
-  for (size_t end = path.find('\\', 3); end != std::string::npos; end = path.find('\\', end + 1)) {
-    CreateDirectoryA(path.substr(0, end).c_str(), nullptr);
+  for (size_t at = 3, length = 0; at < path.size(); at += length + 1) {
+    length = vlp::FindCharacter(std::string_view(path).substr(at), '\\');
+    if (length == std::string::npos) return;
+    CreateDirectoryA(path.substr(0, at + length).c_str(), nullptr);
   }
 }
 
@@ -145,8 +134,8 @@ void give_up(const std::string& text) {
 void reset() {
   reset_system();
   with_monitor([](simulator::PortMonitor& monitor) { monitor.reset(); });
-  Key(HKEY_LOCAL_MACHINE, printers_key).remove_subkeys();
-  Key(HKEY_LOCAL_MACHINE, drivers_key).remove_subkeys();
+  Key(HKEY_LOCAL_MACHINE, print_keys::kPrinters).remove_subkeys();
+  Key(HKEY_LOCAL_MACHINE, print_keys::kDrivers).remove_subkeys();
   Key(HKEY_LOCAL_MACHINE, tcp_ports_key).remove_subkeys();
   Key(HKEY_CURRENT_USER, "Network").remove_subkeys();
   set_log({});
@@ -154,7 +143,7 @@ void reset() {
 
 void add_printer(const Printer& printer) {
   remove_printer(printer.name);
-  Key key(HKEY_LOCAL_MACHINE, printer_key(printer.name));
+  Key key(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(printer.name));
   key.text("Name", printer.name);
   key.text("Printer Driver", printer.driver);
   key.number("Attributes", printer.attributes);
@@ -164,7 +153,7 @@ void add_printer(const Printer& printer) {
   if (printer.port) {
     key.text("Port", *printer.port);
   }
-  Key published(HKEY_LOCAL_MACHINE, printer_key(printer.name) + "\\DsSpooler");
+  Key published(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(printer.name) + "\\DsSpooler");
   if (printer.published_name) {
     published.text("printerName", *printer.published_name);
   }
@@ -174,7 +163,7 @@ void add_printer(const Printer& printer) {
 }
 
 void set_port(const std::string& name, const std::optional<std::string>& port) {
-  Key key(HKEY_LOCAL_MACHINE, printer_key(name));
+  Key key(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(name));
   if (port) {
     key.text("Port", *port);
   } else {
@@ -183,15 +172,15 @@ void set_port(const std::string& name, const std::optional<std::string>& port) {
 }
 
 void set_attributes(const std::string& name, uint32_t attributes) {
-  Key(HKEY_LOCAL_MACHINE, printer_key(name)).number("Attributes", attributes);
+  Key(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(name)).number("Attributes", attributes);
 }
 
 void remove_printer(const std::string& name) {
-  RegDeleteTreeA(HKEY_LOCAL_MACHINE, printer_key(name).c_str());
+  RegDeleteTreeA(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(name).c_str());
 }
 
 void add_driver(const Driver& driver) {
-  Key key(HKEY_LOCAL_MACHINE, drivers_key + "\\" + driver.name);
+  Key key(HKEY_LOCAL_MACHINE, print_keys::DriverKey(driver.name));
   key.text("Driver", driver.driver_path);
   key.text("Data File", driver.data_file);
   key.text("Configuration File", driver.config_file);

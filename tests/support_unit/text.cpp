@@ -1,4 +1,4 @@
-// Narrow texts with their limit, and tables of channels.
+// Narrow texts with their limit.
 
 #include "support/text.h"
 

@@ -13,7 +13,7 @@ constexpr ChannelKind kUnknownKind = 0x90000001;
 
 struct Choice {
   const char* name;  // of the test
-  Kinds profile;     // each with mode 7
+  Kinds profile;     // each with mode 3
   const char* device_id;
   Kinds kept;
   const char* port = "USB001";

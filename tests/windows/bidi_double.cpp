@@ -4,6 +4,7 @@
 
 #include "platform/bidi_objects.h"
 #include "simulator/hardware.h"
+#include "tests/support/print_keys.h"
 #include "tests/windows/registry_reader.h"
 
 #include <windows.h>
@@ -133,7 +134,7 @@ void with_port_monitor(FunctionRef<void(simulator::PortMonitor&)> work) {
   LeaveCriticalSection(&monitor_lock);
 }
 
-HRESULT run_bidi_call(const char*, FunctionRef<HRESULT()> body) {
+HRESULT run_bidi_call(const char*, FunctionRef<HRESULT()> body, OnFault) {
   try {
     return body();
   } catch (const std::bad_alloc&) {
@@ -146,7 +147,7 @@ std::optional<std::string> find_bidi_port(const std::u16string& printer) {
   if (!name) {
     return std::nullopt;
   }
-  const doubles::Key key(HKEY_LOCAL_MACHINE, doubles::printer_key(*name));
+  const doubles::Key key(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(*name));
   if (!key) {
     return std::nullopt;
   }

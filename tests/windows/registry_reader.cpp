@@ -74,23 +74,4 @@ std::vector<std::string> Key::subkeys() const {
   return names;
 }
 
-std::string printer_key(const std::string& printer) {
-  // A trail byte that looks like a backslash is none.
-  std::string name = printer;
-  for (size_t i = 0; i < name.size(); ++i) {
-    if (IsDBCSLeadByte(static_cast<BYTE>(name[i])) != FALSE) {
-      ++i;
-    } else if (name[i] == '\\') {
-      name[i] = ',';
-    }
-  }
-  return std::string(printers_key) + "\\" + name;
-}
-
-std::string driver_key(const std::string& driver) {
-  return "SYSTEM\\CurrentControlSet\\Control\\Print\\Environments\\Windows x64\\Drivers\\"
-         "Version-3\\" +
-         driver;
-}
-
 }  // namespace doubles

@@ -32,9 +32,4 @@ class Key {
   HKEY key_ = nullptr;
 };
 
-// Key of a printer or a driver. Backslashes of a printer's name are commas in its key's name.
-std::string printer_key(const std::string& printer);
-std::string driver_key(const std::string& driver);
-inline constexpr const char* printers_key = "SYSTEM\\CurrentControlSet\\Control\\Print\\Printers";
-
 }  // namespace doubles

@@ -1,6 +1,7 @@
 // A spooler for what Wine's own can't hold: printer names that begin "\\CSR|", and dependent
 // files without a folder. It answers from the registry keys that Windows keeps printers in.
 
+#include "tests/support/print_keys.h"
 #include "tests/windows/registry_reader.h"
 
 #include <windows.h>
@@ -128,7 +129,7 @@ BOOL WINAPI OpenPrinterA(LPSTR name, LPHANDLE handle, LPPRINTER_DEFAULTSA) {
   }
   *handle = nullptr;
   const std::string wanted = name == nullptr ? "" : name;
-  if (name != nullptr && !Key(HKEY_LOCAL_MACHINE, doubles::printer_key(wanted))) {
+  if (name != nullptr && !Key(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(wanted))) {
     return fail_with(ERROR_INVALID_PRINTER_NAME);
   }
   *handle = open_handle(wanted);
@@ -144,7 +145,7 @@ BOOL WINAPI GetPrinterA(HANDLE handle, DWORD level, LPBYTE buffer, DWORD capacit
   if (!name || level != 2) {
     return fail_with(!name ? ERROR_INVALID_HANDLE : ERROR_INVALID_LEVEL);
   }
-  const Key key(HKEY_LOCAL_MACHINE, doubles::printer_key(*name));
+  const Key key(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(*name));
   PRINTER_INFO_2A info{};
   Texts texts;
   fill_printer(info, texts, key, *name);
@@ -157,9 +158,9 @@ BOOL WINAPI GetPrinterDriverA(HANDLE handle, LPSTR, DWORD level, LPBYTE buffer, 
   if (!name || level != 6) {
     return fail_with(!name ? ERROR_INVALID_HANDLE : ERROR_INVALID_LEVEL);
   }
-  const Key printer(HKEY_LOCAL_MACHINE, doubles::printer_key(*name));
+  const Key printer(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(*name));
   const std::string driver = printer.text("Printer Driver").value_or(std::string());
-  const Key key(HKEY_LOCAL_MACHINE, doubles::driver_key(driver));
+  const Key key(HKEY_LOCAL_MACHINE, print_keys::DriverKey(driver));
   if (driver.empty() || !key) {
     *needed = 0;
     return fail_with(ERROR_UNKNOWN_PRINTER_DRIVER);
@@ -182,7 +183,7 @@ DWORD WINAPI GetPrinterDataExA(HANDLE handle, LPCSTR key_name, LPCSTR value, LPD
   if (!name) {
     return ERROR_INVALID_HANDLE;
   }
-  const Key key(HKEY_LOCAL_MACHINE, doubles::printer_key(*name) + "\\" + key_name);
+  const Key key(HKEY_LOCAL_MACHINE, print_keys::PrinterKey(*name) + "\\" + key_name);
   if (!key) {
     return ERROR_FILE_NOT_FOUND;
   }
@@ -199,11 +200,11 @@ BOOL WINAPI EnumPrintersA(DWORD, LPSTR, DWORD level, LPBYTE buffer, DWORD capaci
   if (level != 2) {
     return fail_with(ERROR_INVALID_LEVEL);
   }
-  const std::vector<std::string> names = Key(HKEY_LOCAL_MACHINE, doubles::printers_key).subkeys();
+  const std::vector<std::string> names = Key(HKEY_LOCAL_MACHINE, print_keys::kPrinters).subkeys();
   std::vector<PRINTER_INFO_2A> infos(names.size());
   Texts texts;
   for (size_t i = 0; i < names.size(); ++i) {
-    const Key key(HKEY_LOCAL_MACHINE, std::string(doubles::printers_key) + "\\" + names[i]);
+    const Key key(HKEY_LOCAL_MACHINE, std::string(print_keys::kPrinters) + "\\" + names[i]);
     fill_printer(infos[i], texts, key, names[i]);
   }
   const size_t fixed = names.size() * sizeof(PRINTER_INFO_2A);
