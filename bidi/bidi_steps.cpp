@@ -145,8 +145,8 @@ void CBidiIF::DeleteRequest(ComPointer<IBidiRequest> request) {
   }
 }
 
-std::int32_t CBidiIF::LogReturn(const char* text, std::int32_t rc) {
-  DbgLogPut(m_pLog, kLogBidi, ErrorFlag(rc), text, "rc", rc);
+std::int32_t CBidiIF::LogReturn(const char* text, std::int32_t rc, const DbgTimes& times) {
+  DbgLogPut(m_pLog, kLogBidi, ErrorFlag(rc), text, "rc", rc, times);
   return rc;
 }
 

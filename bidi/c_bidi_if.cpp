@@ -41,9 +41,7 @@ std::int32_t CBidiIF::CallSendRecv(Send send) {
   DbgTimes times;
   times.startTime = &start;
   times.endTime = &end;
-  DbgLogPut(m_pLog, kLogBidi, rc < 0 ? kLogError : 0, "CBidiIF::CallSendRecv Return", "rc", rc,
-            times);
-  return rc;
+  return LogReturn("CBidiIF::CallSendRecv Return", rc, times);
 }
 
 std::int32_t CBidiIF::SendRecvBidi(const WCHAR* printerName, BidiRequestEntry* entry) {

@@ -84,10 +84,11 @@ class CBidiIF {
   IBidiRequest* RequestAt(std::uint32_t position) VLP_EXCLUDES(m_csRequests);
   void DeleteRequests() VLP_EXCLUDES(m_csRequests);
 
-  std::int32_t LogReturn(const char* text, std::int32_t rc);
+  std::int32_t LogReturn(const char* text, std::int32_t rc, const DbgTimes& times = {});
   void LogSchema(const BidiRequestEntry& entry, std::int32_t row);
 
-  // Written by the worker before it sets m_hReady or ends; read under m_csCall.
+  // Written by the worker before it sets m_hReady or ends; once the object is shared, read
+  // under m_csCall.
   ComPointer<IBidiSpl> m_pBidiSpl;
 
   // Held for a whole exchange.

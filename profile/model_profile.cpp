@@ -23,6 +23,11 @@ std::string Numbered(const char* key, std::size_t number) {
   return name;
 }
 
+// Without the key the field stays as it is.
+void ReadNumber(const ProfileReader& file, const char* key, std::uint32_t& field) {
+  field = file.Integer(key, field);
+}
+
 void ReadChannels(const ProfileReader& file, ModelProfile& profile) {
   for (std::size_t n = 0; n < kChannelKeys; ++n) {
     const std::uint32_t kind = file.Integer(Numbered("LPT_Channel", n).c_str(), 0);
@@ -41,19 +46,16 @@ void ReadRetry(const ProfileReader& file, ModelProfile& profile) {
 }
 
 void ReadPortTimes(const ProfileReader& file, ModelProfile& profile) {
-  const auto read = [&file](const char* key, std::uint32_t& field) {
-    field = file.Integer(key, field);
-  };
-  read("LPT_PortReadWriteWaitTime", profile.portReadWriteWaitTime);
-  read("LPT_ReadTotalTimeOut", profile.readTotalTimeOut);
-  read("LPT_ReadIntervalTimeOut", profile.readIntervalTimeOut);
-  read("LPT_StopDLTDummyRead", profile.stopDLTDummyRead);
+  ReadNumber(file, "LPT_PortReadWriteWaitTime", profile.portReadWriteWaitTime);
+  ReadNumber(file, "LPT_ReadTotalTimeOut", profile.readTotalTimeOut);
+  ReadNumber(file, "LPT_ReadIntervalTimeOut", profile.readIntervalTimeOut);
+  ReadNumber(file, "LPT_StopDLTDummyRead", profile.stopDLTDummyRead);
   // What isn't said of USB is as for any port.
   profile.readTotalTimeOutUSB = file.Integer("LPT_ReadTotalTimeOutUSB", profile.readTotalTimeOut);
   profile.readIntervalTimeOutUSB =
       file.Integer("LPT_ReadIntervalTimeOutUSB", profile.readIntervalTimeOut);
   profile.stopDLTDummyReadUSB = file.Integer("LPT_StopDLTDummyReadUSB", profile.stopDLTDummyRead);
-  read("LPT_TNDMDriver", profile.tndmDriver);
+  ReadNumber(file, "LPT_TNDMDriver", profile.tndmDriver);
 }
 
 void ReadMakers(const ProfileReader& file, ModelProfile& profile) {
@@ -64,31 +66,28 @@ void ReadMakers(const ProfileReader& file, ModelProfile& profile) {
 }
 
 void ReadFile(const ProfileReader& file, ModelProfile& profile) {
-  const auto read = [&file](const char* key, std::uint32_t& field) {
-    field = file.Integer(key, field);
-  };
   ReadChannels(file, profile);
-  read("LPT_StatusNoChkTime", profile.statusNoChkTime);
-  read("LPT_DevIDNoChkTime", profile.devIDNoChkTime);
-  read("LPT_StatusLength", profile.statusLength);
-  read("LPT_PacketRcvMaxTime", profile.packetRcvMaxTime);
-  read("LPT_RcvDatBuffSize", profile.rcvDatBuffSize);
-  read("DLT Enable", profile.dltEnable);
-  read("LPT_D4AIDMode", profile.d4AIDMode);
-  read("LPT_D4PacketSize", profile.d4PacketSize);
+  ReadNumber(file, "LPT_StatusNoChkTime", profile.statusNoChkTime);
+  ReadNumber(file, "LPT_DevIDNoChkTime", profile.devIDNoChkTime);
+  ReadNumber(file, "LPT_StatusLength", profile.statusLength);
+  ReadNumber(file, "LPT_PacketRcvMaxTime", profile.packetRcvMaxTime);
+  ReadNumber(file, "LPT_RcvDatBuffSize", profile.rcvDatBuffSize);
+  ReadNumber(file, "DLT Enable", profile.dltEnable);
+  ReadNumber(file, "LPT_D4AIDMode", profile.d4AIDMode);
+  ReadNumber(file, "LPT_D4PacketSize", profile.d4PacketSize);
   ReadRetry(file, profile);
   profile.startJobCmd = file.ParseHexList("LPT_StartJobCmd", profile.startJobCmd);
   profile.endJobCmd = file.ParseHexList("LPT_EndJobCmd", profile.endJobCmd);
   ReadPortTimes(file, profile);
   ReadMakers(file, profile);
-  read("LPT_UsePrintThread", profile.usePrintThread);
-  read("LPT_ThreadMemorySize", profile.threadMemorySize);
-  read("LPT_FlushTimer", profile.flushTimer);
-  read("LPT_VL1394D3PacketSize", profile.vl1394D3PacketSize);
-  read("LPT_MonitorPRIUp", profile.monitorPRIUp);
-  read("LPT_DontSendStatusReplyCmd", profile.dontSendStatusReplyCmd);
-  read("LPT_DataFlushCmdCheckInf", profile.dataFlushCmdCheckInf);
-  read("LPT_UniversalDriver", profile.universalDriver);
+  ReadNumber(file, "LPT_UsePrintThread", profile.usePrintThread);
+  ReadNumber(file, "LPT_ThreadMemorySize", profile.threadMemorySize);
+  ReadNumber(file, "LPT_FlushTimer", profile.flushTimer);
+  ReadNumber(file, "LPT_VL1394D3PacketSize", profile.vl1394D3PacketSize);
+  ReadNumber(file, "LPT_MonitorPRIUp", profile.monitorPRIUp);
+  ReadNumber(file, "LPT_DontSendStatusReplyCmd", profile.dontSendStatusReplyCmd);
+  ReadNumber(file, "LPT_DataFlushCmdCheckInf", profile.dataFlushCmdCheckInf);
+  ReadNumber(file, "LPT_UniversalDriver", profile.universalDriver);
   if (profile.universalDriver != 0) {
     profile.statusLength = 2048;
     profile.dltEnable = 1;

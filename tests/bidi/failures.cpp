@@ -59,23 +59,29 @@ class FailureForm : public BidiFormTest {
     EXPECT_EQ(sends, Counts().sends);
     EXPECT_EQ((far_side::LiveObjects{1, 0, 0}), far_side::live_objects());
   }
+
+  std::size_t DeletedRequests() const { return LinesOf("CBidiIF::DeleteRequest: Enter").size(); }
 };
 INSTANTIATE_TEST_SUITE_P(Both, FailureForm, ::testing::Values(Form::kSingle, Form::kContainer),
                          bidi_test::FormName);
 
 TEST_P(FailureForm, RequestThatCantBeCreatedIsUnbound) {
-  EXPECT_EQ(VLPER_NOTSUPPORT, CallWith({.create_request = {.result = kFail}}));
+  EXPECT_EQ(VLPER_NOTSUPPORT, CallWith({.create_request = {.result = kFail}}, kLogObjects));
   ExpectClean(0);
+  EXPECT_EQ(0u, DeletedRequests());
 }
 
 TEST_P(FailureForm, SchemaThatIsRefusedEndsTheCallBeforeTheSend) {
-  EXPECT_EQ(VLPER_NOTSUPPORT, CallWith({.set_schema = {.result = kFail}}));
+  EXPECT_EQ(VLPER_NOTSUPPORT, CallWith({.set_schema = {.result = kFail}}, kLogObjects));
   ExpectClean(0);
+  EXPECT_EQ(1u, DeletedRequests());
 }
 
 TEST_P(FailureForm, InputThatIsRefusedEndsTheCallBeforeTheSend) {
-  EXPECT_EQ(VLPER_NOTSUPPORT, CallWith({.set_input_data = {.result = kFail, .at = 1}}));
+  EXPECT_EQ(VLPER_NOTSUPPORT,
+            CallWith({.set_input_data = {.result = kFail, .at = 1}}, kLogObjects));
   ExpectClean(0);
+  EXPECT_EQ(1u, DeletedRequests());
 }
 
 TEST_P(FailureForm, EachSendFailureHasItsCode) {

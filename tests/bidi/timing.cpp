@@ -110,15 +110,20 @@ TEST_F(Timing, NullArgumentsAreRefusedWhileAnExchangeRuns) {
   });
 }
 
-TEST_F(Timing, SendLineTellsBothTimes) {
+TEST_F(Timing, SendLineTellsBothTimesInBothForms) {
   test::run_virtual_parallel([&] {
     DbgLog log("Printer", directory_.c_str(), kLogBidi, 0);
     CBidiIF bidi(&log);
     EXPECT_EQ(0, AskOnce(bidi));
+    test::sleep_ms(61'000);
+    Batch batch;
+    batch.Ask(kSchema, 8);
+    EXPECT_EQ(0, bidi.SendRecvBidi(TEXT("Printer"), batch.Row(0)));
   });
   const auto lines = LinesOf("CBidiIF::CallSendRecv Return");
-  ASSERT_EQ(1u, lines.size());
+  ASSERT_EQ(2u, lines.size());
   EXPECT_EQ("CBidiIF::CallSendRecv Return : rc = 0 : S 60: 0.000  E 60: 0.100 ", lines[0].text);
+  EXPECT_EQ("CBidiIF::CallSendRecv Return : rc = 0 : S 61: 1.100  E 61: 1.200 ", lines[1].text);
 }
 
 // The lines before the send are on disk while the spooler still works.
