@@ -1,24 +1,61 @@
-// Commands and through commands. The command path itself isn't built yet, so no channel
-// takes one.
+// A command and its reply. The reply is kept for the second call of the length protocol,
+// which names the same command and must not send it again.
 
+#include <memory>
+
+#include "language/c_separete_data.h"
+#include "operations/answer.h"
+#include "operations/out_of_memory.h"
 #include "printer/c_printer_inf.h"
 
 namespace vlp {
+namespace {
 
-std::int32_t CPrinterInf::SendCommand(ChannelKind, const std::uint8_t* command,
-                                      std::uint32_t commandLength, std::uint8_t*, std::uint32_t*) {
+constexpr const char* kReturn = "CPrinterInf::SendCommand Return";
+
+}  // namespace
+
+std::int32_t CPrinterInf::SendCommand(ChannelKind kind, const std::uint8_t* command,
+                                      std::uint32_t commandLength, std::uint8_t* buffer,
+                                      std::uint32_t* length) {
   DbgStampLimit(log.get());
   DbgLogData(log.get(), kLogPrinter, kLogData, command, commandLength,
              "CPrinterInf::SendCommand Enter");
-  return LogReturn("CPrinterInf::SendCommand Return", VLPER_NOCHANNEL);
+  if (command != nullptr && reply.HoldsReplyTo({command, commandLength})) {
+    const std::int32_t held =
+        AnswerFrom(log.get(), "CPrinterInf::SendCommand Exist RecvData Return", reply.replyData,
+                   buffer, length);
+    if (held == 0) reply.Clear();
+    return held;
+  }
+  reply.Clear();
+  const std::int32_t rc = MemoryAsCode([&] { return RunCommand(kind, command, commandLength); });
+  if (rc != 0) return LogReturn(kReturn, rc);
+  const std::int32_t answered = AnswerFrom(log.get(), kReturn, reply.replyData, buffer, length);
+  if (answered == 0) reply.replyData = {};
+  return answered;
 }
 
-// A through command ends in the line of SendCommand; readers of the log rely on it.
-std::int32_t CPrinterInf::SendThroughCommand(ChannelKind, const std::uint8_t* command,
-                                             std::uint32_t length) {
-  DbgLogData(log.get(), kLogPrinter, kLogData, command, length,
-             "CPrinterInf::SendThroughCommand Enter");
-  return LogReturn("CPrinterInf::SendCommand Return", VLPER_NOCHANNEL);
+// Leaves a reply in the cache if the command has one of its own.
+std::int32_t CPrinterInf::RunCommand(ChannelKind kind, const std::uint8_t* command,
+                                     std::uint32_t commandLength) {
+  // The road of a vendor-class printer's own device isn't built yet.
+  if (kind == ChnlKindD4 && connectInfo->Get()->vendorClass != 0) return VLPER_NOCHANNEL;
+
+  std::uint32_t received = ReceiveCapacity();
+  const auto buffer = std::make_unique_for_overwrite<std::uint8_t[]>(received);
+  std::int32_t rc = SendOnSchemaRoad(kind, command, commandLength, buffer.get(), &received);
+  if (rc != 0) return rc;
+
+  ReplyCache next;
+  next.replyData.resize(received);
+  std::uint32_t left = received;
+  rc = separeteData->SepareteRecvData(kind, buffer.get(), received, next.replyData.data(), &left);
+  if (rc != 0 || left == 0) return rc;
+  next.replyData.resize(left);
+  next.replyCommand.assign(command, command + commandLength);
+  reply = std::move(next);
+  return 0;
 }
 
 }  // namespace vlp

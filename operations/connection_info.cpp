@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "operations/channel_choice.h"
+#include "operations/out_of_memory.h"
 #include "operations/schema_batch.h"
 #include "printer/c_printer_inf.h"
 #include "support/tick_age.h"
@@ -18,12 +19,12 @@ constexpr std::uint32_t kDeviceIdCapacity = 1024;
 
 std::int32_t CPrinterInf::GetConnectInf(std::uint64_t* entries) {
   DbgLogPut(log.get(), kLogPrinter, 0, "CPrinterInf::GetConnectInf Enter");
-  const DeviceIdSnapshot held = deviceId.Get();
+  const ReadingSnapshot held = deviceId.Get();
   if (held != nullptr && !held->bytes.empty() && DeviceIdIsYoung(*held)) {
     return LogReturn("CPrinterInf::GetConnectInf Exist DevID Return", CopyEntries(entries));
   }
-  DeviceIdSnapshot read;
-  std::int32_t rc = ConnectWorker(&read);
+  ReadingSnapshot read;
+  std::int32_t rc = MemoryAsCode([&] { return ConnectWorker(&read); });
   if (rc == 0) rc = CopyEntries(entries);
   if (rc == VLPER_SEND) {
     rc = VLPER_NOTSUPPORT;
@@ -45,7 +46,7 @@ std::int32_t CPrinterInf::CopyEntries(std::uint64_t* entries) const {
   return channels->count != 0 ? static_cast<std::int32_t>(channels->count) : VLPER_NOENTRY;
 }
 
-bool CPrinterInf::DeviceIdIsYoung(const DeviceIdReading& reading) const {
+bool CPrinterInf::DeviceIdIsYoung(const Reading& reading) const {
   const auto settings = profile.Get();
   return settings != nullptr && settings->universalDriver == 0 &&
          TickAge(reading.tick) < settings->devIDNoChkTime;
@@ -54,11 +55,8 @@ bool CPrinterInf::DeviceIdIsYoung(const DeviceIdReading& reading) const {
 std::int32_t CPrinterInf::QueryDeviceId(std::vector<std::uint8_t>* bytes) {
   std::array<std::uint8_t, kDeviceIdCapacity> buffer;
   std::uint32_t length = kDeviceIdCapacity;
-  BidiContainer batch(2);
-  if (!batch.Add(SetPrinterNameRow(printerNameW)) ||
-      !batch.Add(GetDeviceIdRow(buffer.data(), &length))) {
-    return VLPER_MEMORY;
-  }
+  BidiContainer batch =
+      BatchOf({SetPrinterNameRow(printerNameW), GetDeviceIdRow(buffer.data(), &length)}, {});
   const std::int32_t rc = bidi->SendRecvBidiContainer(printerNameW.c_str(), &batch);
   if (rc != 0) return rc;
   if (length == 0) return VLPER_NOTCONNECT;
@@ -69,9 +67,9 @@ std::int32_t CPrinterInf::QueryDeviceId(std::vector<std::uint8_t>* bytes) {
 // A failed query leaves channels and profile as they were, but no device ID, so the
 // next call asks again. A good one shows channels and device ID together, so that the
 // two of different answers never stay beside each other.
-std::int32_t CPrinterInf::ConnectWorker(DeviceIdSnapshot* read) {
+std::int32_t CPrinterInf::ConnectWorker(ReadingSnapshot* read) {
   deviceId.Set(nullptr);
-  const auto reading = std::make_shared<DeviceIdReading>();
+  const auto reading = std::make_shared<Reading>();
   const std::int32_t rc = QueryDeviceId(&reading->bytes);
   if (rc != 0) return rc;
   reading->tick = GetTickCount();

@@ -24,6 +24,7 @@ CPrinterInf::CPrinterInf(const char* name, const LogSettings& settings)
                                  PathOrNull(settings), settings.logFlag, settings.maxLogSize >> 1);
   bidi = std::make_unique<CBidiIF>(log.get());
   connectInfo = std::make_unique<ConnectInfo>();
+  separeteData = std::make_unique<CSepareteData>(connectInfo.get(), log.get());
   if (m_lpPrinterName) {
     SetRealPrinterName(m_lpPrinterName->c_str(), static_cast<std::uint32_t>(Name().size()) + 1);
   }
@@ -33,8 +34,11 @@ CPrinterInf::CPrinterInf(const char* name, const LogSettings& settings)
 CPrinterInf::~CPrinterInf() {
   DbgLogPut(log.get(), kLogObjects, 0, "delete CPrinterInf", Name().data(), 0);
   // Whatever may still log goes before the log.
+  separeteData.reset();
   connectInfo.reset();
   bidi.reset();
+  reply.Clear();
+  status.Set(nullptr);
   deviceId.Set(nullptr);
   profile.Set(nullptr);
   log.reset();

@@ -21,18 +21,20 @@
 #include "bidi/c_bidi_if.h"
 #include "diag/dbg_log.h"
 #include "include/vlpbidi.h"
+#include "language/c_separete_data.h"
 #include "profile/model_profile.h"
 #include "support/connect_info.h"
 #include "support/critical_section.h"
 #include "support/log_settings.h"
 #include "support/published.h"
+#include "support/reply_cache.h"
 
 namespace vlp {
 
 using WideText = std::basic_string<WCHAR>;
 
-// A device ID as the printer gave it: no terminator, NULs possible.
-struct DeviceIdReading {
+// A device ID or a status item as the printer gave it: no terminator, NULs possible.
+struct Reading {
   std::vector<std::uint8_t> bytes;
   std::uint32_t tick = 0;  // GetTickCount at the reading
 };
@@ -85,14 +87,23 @@ class CPrinterInf {
   CriticalSection statusLock;
 
  private:
-  using DeviceIdSnapshot = Published<DeviceIdReading>::Snapshot;
+  using ReadingSnapshot = Published<Reading>::Snapshot;
 
   void SetRealPrinterName(const char* name, std::uint32_t size);
   std::int32_t PortResult(const char* text, std::int32_t rc, std::uint32_t flags);
 
-  bool DeviceIdIsYoung(const DeviceIdReading& reading) const;
-  std::int32_t ConnectWorker(DeviceIdSnapshot* read);
+  bool DeviceIdIsYoung(const Reading& reading) const;
+  std::int32_t ConnectWorker(ReadingSnapshot* read);
   std::int32_t QueryDeviceId(std::vector<std::uint8_t>* bytes);
+  bool StatusIsYoung(const Reading& reading) const;
+  std::int32_t StatusWorker(ChannelKind kind, ReadingSnapshot* read);
+  std::int32_t QueryStatus(ChannelKind kind, std::uint8_t* buffer, std::uint32_t* length);
+  std::uint32_t ReceiveCapacity() const;
+  std::int32_t RunCommand(ChannelKind kind, const std::uint8_t* command,
+                          std::uint32_t commandLength);
+  std::int32_t SendOnSchemaRoad(ChannelKind kind, const std::uint8_t* command,
+                                std::uint32_t commandLength, std::uint8_t* output,
+                                std::uint32_t* outputLength);
   std::int32_t CopyEntries(std::uint64_t* entries) const;
   std::int32_t LogReturn(const char* text, std::int32_t rc);
 
@@ -106,10 +117,14 @@ class CPrinterInf {
   // Locked by themselves.
   std::unique_ptr<CBidiIF> bidi;
   std::unique_ptr<ConnectInfo> connectInfo;
-  Published<ModelProfile> profile;      // empty until the first good query, then final
-  Published<DeviceIdReading> deviceId;  // empty while none is held
+  std::unique_ptr<CSepareteData> separeteData;
+  Published<ModelProfile> profile;  // empty until the first good query, then final
+  Published<Reading> deviceId;      // empty while none is held
 
+  Published<Reading> status;    // the same; of whichever channel was asked last
   CriticalSection publishLock;  // held only while channels and device ID are exchanged
+
+  ReplyCache reply;  // under sendLock, which the provider holds
 
   std::atomic<std::uint32_t> printerShared{0};  // bit 0x10 of the spooler's attributes
 };
