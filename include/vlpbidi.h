@@ -27,8 +27,8 @@
  *  8. The table is packed on 4-byte boundaries, so its pointers are not 8-aligned.
  *  9. Device IDs, channels and status are kept for a while and handed out again; how
  *     long stands in the printer model's profile (30 and 5 seconds as a rule).
- * 10. Every operation can give VLPER_MEMORY, and VLPER_NOTSUPPORT where the library
- *     itself could not be set up.
+ * 10. Every operation but Terminate can give VLPER_MEMORY, and VLPER_NOTSUPPORT where
+ *     the library itself could not be set up.
  * 11. Call Terminate before unloading the library. A library that still has a
  *     printer's worker thread stays loaded.
  */
