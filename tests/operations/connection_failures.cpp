@@ -110,6 +110,19 @@ TEST_F(ConnectionFailure, BeforeTheFirstGoodQueryLoadsNoProfile) {
   EXPECT_EQ((Channels{{ChnlKindBdc, 0x0001}}), channels_);
 }
 
+TEST_F(ConnectionFailure, AfterAGoodQueryKeepsTheProfile) {
+  Describe("LPT_UniversalDriver=1\n" + ProfileOf(kThreeChannels));
+  Make();
+  EXPECT_EQ(3, GetConnectInf());
+  const Channels first = channels_;
+  far_side::set_trouble({.send = {.result = kFail}});
+  EXPECT_EQ(VLPER_NOTSUPPORT, GetConnectInf());
+  far_side::add_model("Model", ProfileOf({{ChnlKindBdc, 0x0001}}));
+  far_side::set_trouble({});
+  EXPECT_EQ(3, GetConnectInf());
+  EXPECT_EQ(first, channels_);
+}
+
 TEST_F(ConnectionFailure, OfAWorkerThatDidntStartIsNotSupported) {
   far_side::set_trouble({.create_spl = {.result = kFail}});
   Make();

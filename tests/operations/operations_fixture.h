@@ -42,12 +42,15 @@ class OperationsTest : public printer_test::PrinterTest {
     far_side::set_device_id(port, far_side::bytes_of(device_id));
   }
 
+  // As many slots must be written as the result says, from the first on.
   std::int32_t GetConnectInf() {
     std::array<std::uint64_t, vlp::kMaxConnectEntries> entries;
     entries.fill(kUntouchedEntry);
     const std::int32_t rc = printer_->GetConnectInf(entries.data());
     channels_.clear();
-    for (const std::uint64_t entry : entries) {
+    for (std::int32_t index = 0; index < std::ssize(entries); ++index) {
+      const std::uint64_t entry = entries[static_cast<std::size_t>(index)];
+      EXPECT_EQ(index < rc, entry != kUntouchedEntry) << "slot " << index << " with result " << rc;
       if (entry == kUntouchedEntry) continue;
       channels_.emplace_back(static_cast<std::uint32_t>(entry & 0xFFFFFFFF),
                              static_cast<std::uint32_t>(entry >> 32));

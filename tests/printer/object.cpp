@@ -33,14 +33,34 @@ TEST_F(PrinterObject, KeepsTheNameAsItWasGiven) {
   }
 }
 
-TEST_F(PrinterObject, TakesANullNameForAnEmptyOne) {
-  EXPECT_EQ("", Make(nullptr, kLogObjects).Name());
+TEST_F(PrinterObject, TakesANullNameForAnEmptyOneWithoutALog) {
+  EXPECT_EQ("", Make(nullptr).Name());
+  EXPECT_EQ(VLPER_NOTSUPPORT, printer_->CheckSupportPort());
+  std::uint64_t entries[kMaxConnectEntries] = {};
+  printer_->GetConnectInf(entries);
+  printer_.reset();
+  EXPECT_EQ(std::nullopt, far_side::read_file(LogPath("")));
+}
+
+TEST_F(PrinterObject, HasALogUnderAnEmptyName) {
+  EXPECT_EQ("", Make("", kLogObjects).Name());
   EXPECT_EQ((std::vector<std::string>{"new CPrinterInf :  = 0"}), Lines(""));
 }
 
-TEST_F(PrinterObject, LogsNoNameForANullOne) {
-  Make(nullptr, kLogPrinter);
-  EXPECT_EQ((std::vector<std::string>{}), Lines(""));
+// Were its events known by a name, two objects would wake each other's workers.
+TEST_F(PrinterObject, SharesNothingWithAnotherOneOfItsName) {
+  far_side::add_printer({.name = "Printer"});
+  far_side::set_device_id("USB001", far_side::bytes_of("CMD:BDC;"));
+  Make("Printer", 0);
+  {
+    CPrinterInf other("Printer", LogSettings{});
+    other.StopBidiWorker();
+    EXPECT_EQ(1u, far_side::live_objects().spls);
+  }
+  EXPECT_EQ(1u, far_side::live_objects().spls);
+  std::uint64_t entries[kMaxConnectEntries] = {};
+  EXPECT_EQ(VLPER_NOENTRY, printer_->GetConnectInf(entries));
+  EXPECT_EQ(1u, far_side::counts("Printer").device_id_queries);
 }
 
 TEST_F(PrinterObject, TakesANameOfTheLongestLengthWhole) {

@@ -146,17 +146,60 @@ TEST_F(PrinterFault, NameWithoutThePrefixAsksTheSpoolerNothing) {
   EXPECT_EQ(0u, platform::calls_of("OpenPrinterA"));
 }
 
+// The log is there before anything is written to it, and the name is asked for last.
+TEST_F(PrinterFault, LogAndWorkerAreMadeBeforeTheNameIsAskedFor) {
+  const char* const alias = "\\\\CSR|srv\\q";
+  far_side::add_printer({.name = alias, .published_name = "queue"});
+  LogSettings settings = Settings(printer_test::kAllLines);
+  settings.maxLogSize = 100000;
+  test::run_virtual_parallel([&] {
+    platform::watch_calls();
+    const CPrinterInf printer(alias, settings);
+    std::vector<std::string> calls;
+    for (const std::string& line : platform::call_trace()) {
+      const std::string call = line.substr(line.rfind(' ') + 1);
+      if (call.starts_with("Create") && call != "CreateFileA") calls.push_back(call);
+      if (call == "OpenPrinterA" || call == "CoInitializeEx") calls.push_back(call);
+    }
+    platform::clear_faults();
+    EXPECT_EQ((std::vector<std::string>{"CreateMutexA", "CreateEventA", "CreateEventA",
+                                        "CreateThread", "CoInitializeEx", "OpenPrinterA"}),
+              calls);
+  });
+}
+
+constexpr struct {
+  const char* call;
+  unsigned nth;
+} kResolutionSteps[] = {{"OpenPrinterA", 1},
+                        {"GetPrinterDataExA", 1},
+                        {"GetPrinterDataExA", 2},
+                        {"GetPrinterDataExA", 3}};
+
+// The spooler knows no printer of the real name, so a good port check is one of the alias.
 TEST_F(PrinterFault, OfTheNameResolutionLeavesTheAlias) {
   const char* const alias = "\\\\CSR|srv\\alias";
   far_side::add_printer({.name = alias, .published_name = "queue"});
-  constexpr struct {
-    const char* call;
-    unsigned nth;
-  } kSteps[] = {{"OpenPrinterA", 1},
-                {"GetPrinterDataExA", 1},
-                {"GetPrinterDataExA", 2},
-                {"GetPrinterDataExA", 3}};
-  for (const auto& step : kSteps) {
+  for (const auto& step : kResolutionSteps) {
+    SCOPED_TRACE(step.call + std::to_string(step.nth));
+    far_side::remove_file(LogPath("  CSR srv alias"));
+    test::run_virtual_parallel([&] {
+      platform::fail_call(step.call, step.nth, ERROR_ACCESS_DENIED);
+      CPrinterInf printer(alias, Settings(kLogPrinter));
+      EXPECT_EQ(1u, platform::faults_met());
+      platform::clear_faults();
+      EXPECT_EQ((std::vector<std::string>{
+                    "CPrinterInf::SetRealPrinterName: PrinterName(\\\\CSR|srv\\alias)"}),
+                Lines("  CSR srv alias"));
+      EXPECT_EQ(0, printer.CheckSupportPort());
+    });
+  }
+}
+
+TEST_F(PrinterFault, OfTheNameResolutionGivesNoName) {
+  const char* const alias = "\\\\CSR|srv\\alias";
+  far_side::add_printer({.name = alias, .published_name = "queue"});
+  for (const auto& step : kResolutionSteps) {
     SCOPED_TRACE(step.call + std::to_string(step.nth));
     test::run_virtual_parallel([&] {
       platform::fail_call(step.call, step.nth, ERROR_ACCESS_DENIED);

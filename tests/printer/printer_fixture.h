@@ -52,8 +52,7 @@ class PrinterTest : public ::testing::Test {
     return log_lines::shown(LogPath(name));
   }
 
-  // The lines of this object's operations, without those of its making and its queries
-  // to the spooler's bidi interface.
+  // The lines that begin with this method's name, failures marked.
   std::vector<std::string> LinesOf(const std::string& method,
                                    const std::string& name = "Printer") const {
     std::vector<std::string> texts;

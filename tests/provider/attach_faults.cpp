@@ -132,6 +132,29 @@ TEST_F(AttachFault, OfMemoryLeavesAnUnattachedLibraryAndNothingElse) {
   }
 }
 
+// The queue works on the list, and printers may be at work until their workers have ended.
+TEST_F(AttachFault, DetachEndsTheQueueThenTheListThenThePrinters) {
+  far_side::set_log({.flag = 0x80000000, .path = far_side::fresh_log_directory()});
+  ProviderAttach();
+  Context()->registry->FindOrCreate("Printer");
+  platform::watch_calls();
+  ProviderDetach(false);
+  std::vector<std::string> calls;
+  for (const std::string& line : platform::call_trace()) {
+    const std::string call = line.substr(line.rfind(' ') + 1);
+    if (call == "SetEvent" || call == "CloseHandle" || call == "DeleteCriticalSection" ||
+        call == "CreateFileA") {
+      calls.push_back(call);
+    }
+  }
+  ASSERT_LT(4u, calls.size());
+  calls.resize(4);
+  // The stop, the queue's event, the list's lock, and the line about the printer's end.
+  EXPECT_EQ(
+      (std::vector<std::string>{"SetEvent", "CloseHandle", "DeleteCriticalSection", "CreateFileA"}),
+      calls);
+}
+
 TEST_F(AttachFault, AttachAndDetachLeaveNothing) {
   test::run_virtual_schedules(10, [] {
     for (int turn = 0; turn < 3; ++turn) {

@@ -130,7 +130,16 @@ TEST_F(LogSettingsTest, PathOfAllBytesWithoutATerminatorIsBounded) {
   EXPECT_EQ('\0', settings.logPath->c_str()[260]);
 }
 
-TEST_F(LogSettingsTest, TellTheSystemsVersion) { EXPECT_GE(ReadLogSettings().osMajorVersion, 5u); }
+TEST_F(LogSettingsTest, TellTheSystemsVersion) {
+  OSVERSIONINFOEXA version{};
+  version.dwOSVersionInfoSize = sizeof(version);
+  ASSERT_NE(FALSE, GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version)));
+  const LogSettings settings = ReadLogSettings();
+  EXPECT_GE(settings.osMajorVersion, 5u);
+  EXPECT_EQ(version.dwMajorVersion, settings.osMajorVersion);
+  EXPECT_EQ(version.dwMinorVersion, settings.osMinorVersion);
+  EXPECT_EQ(version.wServicePackMajor, settings.servicePackMajor);
+}
 
 }  // namespace
 }  // namespace vlp

@@ -10,7 +10,6 @@ namespace vlp {
 namespace {
 
 using provider_test::Context;
-
 using provider_test::kDeviceId;
 using provider_test::ProviderTest;
 using provider_test::Result;

@@ -94,6 +94,20 @@ TEST_F(QueueTime, EmptyQueueIsLookedAtEachHalfSecond) {
   });
 }
 
+TEST_F(QueueTime, NothingIsSignalledAtTheStart) {
+  test::run_virtual_parallel([] {
+    ResultList list;
+    ResultQueue queue(&list);
+    platform::watch_calls();
+    auto taker = test::spawn("taker", [&] { Take(queue); });
+    test::settle();
+    EXPECT_EQ(1u, platform::calls_of("WaitForSingleObject"));
+    queue.Stop();
+    taker.join();
+    platform::clear_faults();
+  });
+}
+
 TEST_F(QueueTime, OneSignalForSeveralRecordsLosesNone) {
   test::run_virtual_parallel([] {
     ResultList list;
@@ -341,6 +355,27 @@ TEST_F(QueueTime, OutOfMemoryAddsNothing) {
     EXPECT_EQ(1u, list.Count());
   }
   EXPECT_EQ(3u, failures);  // node, record, data
+}
+
+// Only the joining of what is made already needs the lock.
+TEST_F(QueueTime, RecordIsMadeOutsideOfTheLock) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
+  ResultList list;
+  constexpr unsigned kNever = 1000;  // armed only so that allocations are traced
+  platform::fail_call("operator new", kNever, ERROR_NOT_ENOUGH_MEMORY);
+  platform::watch_calls();
+  {
+    const platform::UnderTest tested;
+    list.Add(1, reinterpret_cast<const std::uint8_t*>("data"), 4);
+  }
+  std::vector<std::string> calls;
+  for (const std::string& line : platform::call_trace()) {
+    calls.push_back(line.substr(line.find(' ') + 1));
+  }
+  platform::clear_faults();
+  EXPECT_EQ((std::vector<std::string>{"operator new", "operator new", "operator new",
+                                      "EnterCriticalSection", "LeaveCriticalSection"}),
+            calls);
 }
 
 // Adders are never kept waiting by a taker that finds nothing.

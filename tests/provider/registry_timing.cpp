@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -150,6 +151,56 @@ TEST_F(RegistryTime, StopWaitsForAnExchangeAndEveryLookupForTheStop) {
     caller.join();
     finder.join();
     EXPECT_EQ(VLPER_NOENTRY, Connect(*printer));  // from the cache
+  });
+}
+
+// The threads that made a call, in the order of their calls.
+std::vector<std::string> ThreadsOf(const std::string& call) {
+  std::vector<std::string> threads;
+  for (const std::string& line : platform::call_trace()) {
+    const std::size_t space = line.rfind(' ');
+    if (line.substr(space + 1) == call) threads.push_back(line.substr(0, space));
+  }
+  return threads;
+}
+
+// Each worker has ended before the next one is told to.
+TEST_F(RegistryTime, WorkersAreStoppedInTheOrderOfTheirMaking) {
+  test::run_virtual_schedules(5, [&] {
+    PrinterRegistry registry(&settings_);
+    platform::watch_calls();
+    for (const char* name : {"One", "Two", "Three"}) registry.FindOrCreate(name);
+    const std::vector<std::string> made = ThreadsOf("CoInitializeEx");
+    ASSERT_EQ(3u, made.size());
+    registry.StopAllWorkers();
+    EXPECT_EQ(made, ThreadsOf("CoUninitialize"));
+    platform::clear_faults();
+  });
+}
+
+TEST_F(RegistryTime, ObjectsAreDestroyedUnderTheLock) {
+  test::run_virtual_schedules(5, [&] {
+    auto registry = std::make_unique<PrinterRegistry>(&settings_);
+    registry->FindOrCreate("One");
+    registry->FindOrCreate("Two");
+    platform::watch_calls();
+    registry.reset();
+    const std::vector<std::string> trace = platform::call_trace();
+    platform::clear_faults();
+    const std::string mine = trace.front().substr(0, trace.front().rfind(' ') + 1);
+    int held = 0;
+    int ends = 0;
+    for (const std::string& line : trace) {
+      if (line == mine + "EnterCriticalSection") ++held;
+      if (line == mine + "LeaveCriticalSection") --held;
+      if (line == mine + "SetEvent" || line == mine + "CloseHandle") {
+        ++ends;
+        EXPECT_EQ(1, held);
+      }
+    }
+    EXPECT_EQ(8, ends);  // per object: its worker is told, three handles are closed
+    EXPECT_EQ(0, held);
+    EXPECT_EQ(mine + "DeleteCriticalSection", trace.back());
   });
 }
 

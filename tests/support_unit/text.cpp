@@ -11,6 +11,7 @@
 namespace {
 
 using vlp::AppendText;
+using vlp::BeginsInAnyCase;
 using vlp::CopyText;
 using vlp::FindCharacter;
 using vlp::FindLastCharacter;
@@ -86,6 +87,39 @@ TEST(AppendText, AddsBehindTheTextWithTheSameBounds) {
   EXPECT_TRUE(AppendText(text, sizeof(text), ""));
   EXPECT_FALSE(AppendText(text, sizeof(text), "f"));
   EXPECT_STREQ("abcde", text);
+}
+
+TEST(BeginsInAnyCase, CountsTheTextInUpperCase) {
+  for (const char* text : {"USB", "usb", "uSb", "USB001", "usb\\x"}) {
+    EXPECT_TRUE(BeginsInAnyCase(text, "USB")) << text;
+  }
+  for (const char* text : {"", "US", "us", " USB", "USC001", "UUSB", "LPT1:"}) {
+    EXPECT_FALSE(BeginsInAnyCase(text, "USB")) << text;
+  }
+  EXPECT_TRUE(BeginsInAnyCase("vl1394d3_", "VL1394D3_"));
+  EXPECT_FALSE(BeginsInAnyCase("vl1394d3", "VL1394D3_"));
+}
+
+// A prefix in small letters is none that an upper-case text could begin with.
+TEST(BeginsInAnyCase, TakesThePrefixAsItIs) {
+  EXPECT_FALSE(BeginsInAnyCase("usb", "usb"));
+  EXPECT_FALSE(BeginsInAnyCase("USB", "usb"));
+}
+
+TEST(BeginsInAnyCase, EveryTextBeginsWithNothing) {
+  EXPECT_TRUE(BeginsInAnyCase("USB", ""));
+  EXPECT_TRUE(BeginsInAnyCase("", ""));
+}
+
+TEST(BeginsInAnyCase, AnEndInsideTheTextEndsIt) {
+  EXPECT_FALSE(BeginsInAnyCase(std::string("US\0B", 4), "USB"));
+  EXPECT_TRUE(BeginsInAnyCase(std::string("USB\0x", 5), "USB"));
+}
+
+TEST(BeginsInAnyCase, HasRoomForPrefixesOfANamesLength) {
+  const std::string small(300, 'a');
+  EXPECT_TRUE(BeginsInAnyCase(small, std::string(259, 'A')));
+  EXPECT_FALSE(BeginsInAnyCase(small, std::string(260, 'A')));
 }
 
 TEST(FindCharacter, FindsTheFirstAndTheLast) {

@@ -35,6 +35,12 @@ TEST_F(Text932Test, ALeadByteAtTheEndStandsAlone) {
   EXPECT_EQ(0U, vlp::FindCharacter("a\x95", 'a'));
 }
 
+// The second byte of this letter has the value of a small a.
+TEST_F(Text932Test, ATrailByteHasNoCase) {
+  EXPECT_TRUE(vlp::BeginsInAnyCase("x\x83\x61y", "X\x83\x61"));
+  EXPECT_FALSE(vlp::BeginsInAnyCase("x\x83\x61y", "X\x83\x41"));
+}
+
 TEST_F(Text932Test, TwoBytesBecomeOneWideUnit) {
   EXPECT_TRUE(vlp::ToWide("a\x95\\b") ==
               (std::basic_string<WCHAR>{WCHAR{'a'}, WCHAR{0x8868}, WCHAR{'b'}}));

@@ -114,6 +114,27 @@ TEST_F(Wraps, MakeAWholeRoundLookYoung) {
   });
 }
 
+// What a failed query has dropped doesn't come back with its tick.
+TEST_F(Wraps, DoNotBringBackWhatAFailureDropped) {
+  for (const bool by_connection : {true, false}) {
+    AtTick(0, [&] {
+      EXPECT_EQ(provider().Connect(kLaser).code, 1);
+      sleep_ms(30000);
+      far_side::set_trouble({.send = {.result = 0x80004005}});
+      if (by_connection) {
+        EXPECT_EQ(provider().Connect(kLaser).code, VLPER_NOTSUPPORT);
+      } else {
+        EXPECT_EQ(provider().DeviceId(1, kLaser), VLPER_SEND);
+      }
+      far_side::set_trouble({});
+      EXPECT_EQ(far_side::counts(kLaser).device_id_queries, 2U);
+      sleep_ms(static_cast<std::uint32_t>(kWrap - 30000));
+      EXPECT_EQ(provider().Connect(kLaser).code, 1);
+      EXPECT_EQ(far_side::counts(kLaser).device_id_queries, 3U);
+    });
+  }
+}
+
 class Waits : public SystemTest {};
 
 TEST_F(Waits, ForAResultLookAgainTwiceASecond) {

@@ -40,7 +40,7 @@ TEST_F(Aliases, AreAskedUnderTheirRealName) {
   LogTo(kLogOperations);
   Load();
   const Connection answer = provider().Connect(alias);
-  EXPECT_EQ(answer.code, 1) << "port and profile are those of the real printer";
+  EXPECT_EQ(answer.code, 1) << "the port is the real printer's";
   EXPECT_EQ(answer.name, alias) << "the monitor keeps its own name";
   const auto batches = far_side::batches();
   ASSERT_EQ(batches.size(), 1U);
@@ -50,6 +50,18 @@ TEST_F(Aliases, AreAskedUnderTheirRealName) {
   EXPECT_THAT(lines, Contains(kReal + "W(\\\\srv\\queue)"));
   EXPECT_THAT(lines, Contains(kReal + "A(\\\\srv\\queue)"));
   EXPECT_THAT(lines, Contains("CPrinterInf::CheckSupportPort Return : USB001 = 0"));
+}
+
+TEST_F(Aliases, TakeTheProfileOfTheirOwnName) {
+  const std::string alias = "\\\\CSR|srv\\alias";
+  AddPrinter("\\\\srv\\queue", "USB001", "CMD:QPL,BDC;", {{ChnlKindBdc}});
+  far_side::add_model("Alias", ProfileLines({{ChnlKindQpl}}));
+  far_side::add_printer(
+      {.name = alias, .port = "COM9:", .driver = "Alias", .published_name = "queue"});
+  Load();
+  EXPECT_EQ(provider().Connect(alias).entries, (std::vector<Entry>{{ChnlKindQpl, 7}}));
+  EXPECT_EQ(provider().Connect("\\\\srv\\queue").entries, (std::vector<Entry>{{ChnlKindBdc, 7}}));
+  EXPECT_EQ(far_side::counts("\\\\srv\\queue").device_id_queries, 2U);
 }
 
 TEST_F(Aliases, AreOtherPrintersThanTheirRealOnes) {
