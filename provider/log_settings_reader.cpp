@@ -30,10 +30,13 @@ std::optional<std::string> ReadPath(HKEY key, const char* name) {
   return std::string(text, size);
 }
 
+// To read the view of 32-bit programs, which is where the settings stand on both kinds.
+constexpr REGSAM kAccess = KEY_READ | KEY_WOW64_32KEY;
+static_assert(kAccess == 0x20219);
+
 void ReadKey(LogSettings& settings) {
   RegistryKey key;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kLogKey, 0, KEY_READ | KEY_WOW64_32KEY, key.Receive()) !=
-      ERROR_SUCCESS) {
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kLogKey, 0, kAccess, key.Receive()) != ERROR_SUCCESS) {
     return;
   }
   settings.logFlag = ReadNumber(key.Get(), "Bidi_LogFlag");
