@@ -1,6 +1,9 @@
 #include "language/c_separete_data.h"
 
 #include <cstring>
+#include <memory>
+#include <optional>
+#include <span>
 
 #include "language/byte_search.h"
 #include "language/status_item.h"
@@ -8,13 +11,11 @@
 namespace vlp {
 namespace {
 
-constexpr std::uint32_t kModeStatus = 0x0004;
-
 // Items among job-language replies are those of the BDC channel where it reports status.
 ChannelKind StripKind(const ConnectRecords& channels, ChannelKind kind) {
   if (kind != ChnlKindQpl) return kind;
   const ChannelRecord* const bdc = channels.Find(ChnlKindBdc);
-  return bdc != nullptr && (bdc->mode & kModeStatus) != 0 ? ChnlKindBdc : kind;
+  return bdc != nullptr && (bdc->mode & VLP_MODE_STATUS) != 0 ? ChnlKindBdc : kind;
 }
 
 std::span<std::uint8_t> StripStatus(const ConnectRecords& channels, ChannelKind kind,
@@ -42,7 +43,7 @@ std::int32_t CSepareteData::SepareteRecvData(ChannelKind kind, std::uint8_t* dat
   if (kind == ChnlKindLabel && length <= 1 && outputLength != nullptr) {
     *outputLength = 0;
     if (length == 0) return VLPER_SEND;
-    DbgLogPut(m_pLog, kLogPrinter, 0, "CSepareteData::SepareteRecvData - DummyReply was deleted");
+    DbgLogPut(m_pLog, kLogObjects, 0, "CSepareteData::SepareteRecvData - DummyReply was deleted");
     return 0;
   }
   if (length == 0) return VLPER_PARAM;

@@ -1,6 +1,9 @@
 #include "language/channel_language.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "language/byte_strings.h"

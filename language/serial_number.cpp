@@ -1,5 +1,7 @@
 // The serial number in a status item, by which a device is told from its like.
 
+#include <algorithm>
+
 #include "language/byte_search.h"
 #include "language/byte_strings.h"
 #include "language/status_item.h"

@@ -58,7 +58,7 @@ std::size_t StripStatusItems(const ItemForm& form, std::span<std::uint8_t> data)
         found == nullptr
             ? data.size()
             : static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - data.data()) + 1;
-    std::memmove(data.data() + kept, data.data() + at, next - at);
+    if (kept != at) std::memmove(data.data() + kept, data.data() + at, next - at);
     kept += next - at;
     at = next;
     if (found == nullptr || !EndsWith(data.first(kept), form.head)) continue;

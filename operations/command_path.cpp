@@ -7,12 +7,6 @@
 #include "printer/c_printer_inf.h"
 
 namespace vlp {
-namespace {
-
-constexpr std::uint32_t kModeSendAndReceive = 0x0003;
-
-}  // namespace
-
 // A through command ends in the line of SendCommand; readers of the log rely on it.
 std::int32_t CPrinterInf::SendThroughCommand(ChannelKind kind, const std::uint8_t* command,
                                              std::uint32_t length) {
@@ -30,7 +24,7 @@ std::int32_t CPrinterInf::SendOnSchemaRoad(ChannelKind kind, const std::uint8_t*
   const bool through = output == nullptr;
   const std::shared_ptr<const ConnectRecords> channels = connectInfo->Get();
   const ChannelRecord* const record = channels->Find(kind);
-  if (record == nullptr || (record->mode & kModeSendAndReceive) != kModeSendAndReceive) {
+  if (record == nullptr || (record->mode & VLP_MODE_COMMAND) != VLP_MODE_COMMAND) {
     return VLPER_NOCHANNEL;
   }
   if (through && kind != ChnlKindBdc) return VLPER_NOCHANNEL;

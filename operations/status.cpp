@@ -12,12 +12,6 @@
 #include "support/tick_age.h"
 
 namespace vlp {
-namespace {
-
-constexpr std::uint32_t kModeStatus = 0x0004;
-
-}  // namespace
-
 std::int32_t CPrinterInf::GetStatus(ChannelKind kind, std::uint8_t* buffer, std::uint32_t* length) {
   DbgStampLimit(log.get());
   DbgLogPut(log.get(), kLogPrinter, 0, "CPrinterInf::GetStatus Enter");
@@ -67,7 +61,7 @@ std::int32_t CPrinterInf::QueryStatus(ChannelKind kind, std::uint8_t* buffer,
   const std::shared_ptr<const ConnectRecords> channels = connectInfo->Get();
   const ChannelKind resolved = ResolveStatusKind(*channels, kind);
   const ChannelRecord* const record = channels->Find(resolved);
-  if (record == nullptr || (record->mode & kModeStatus) == 0) return VLPER_NOCHANNEL;
+  if (record == nullptr || (record->mode & VLP_MODE_STATUS) == 0) return VLPER_NOCHANNEL;
   const std::vector<std::uint8_t> terminate = BuildTerminateInf(*channels, resolved, false);
   BidiContainer batch =
       BatchOf({SetPrinterNameRow(printerNameW), GetStatusRow(record->statusCmd, buffer, length)},
