@@ -2,11 +2,15 @@
 
 #include <windows.h>
 
+#include "monitor/exchange.h"
+#include "monitor/payload.h"
 #include "monitor/printers.h"
 #include "monitor/provider_library.h"
 #include "monitor/report.h"
+#include "monitor/report_exchange.h"
 #include "monitor/system.h"
 #include "monitor/text.h"
+#include "monitor/watch.h"
 
 namespace monitor {
 namespace {
@@ -44,6 +48,35 @@ int RunId(ProviderLibrary& library, const Arguments& arguments, const std::strin
   return ExitOf(answer.result);
 }
 
+int RunStatus(ProviderLibrary& library, const Arguments& arguments, const std::string& name,
+              const Style& style) {
+  StatusReader reader(library, name, arguments.kind);
+  if (arguments.watch) {
+    const WatchOrder order{arguments.printer, arguments.every_ms, arguments.count};
+    // Where colours work a screen does.
+    const bool sound =
+        style.colours ? WatchOnScreen(reader, order, style) : WatchInLines(reader, order, style);
+    return sound ? 0 : kExitNegative;
+  }
+  const StatusReading reading = reader.Read();
+  WriteOutput(ReportStatus(arguments.printer, reading, style));
+  return ExitOf(reading.answer.result);
+}
+
+int RunSend(ProviderLibrary& library, const Arguments& arguments, const std::string& name,
+            const std::vector<std::uint8_t>& bytes, const Style& style) {
+  const SendOutcome outcome = SendTo(library, name, arguments.kind.value_or(0), bytes);
+  WriteOutput(ReportSend(arguments.printer, outcome, style));
+  return ExitOf(outcome.answer.result);
+}
+
+int RunThrough(ProviderLibrary& library, const Arguments& arguments, const std::string& name,
+               const std::vector<std::uint8_t>& bytes, const Style& style) {
+  const SendOutcome outcome = SendThroughTo(library, name, arguments.kind.value_or(0), bytes);
+  WriteOutput(ReportThrough(arguments.printer, outcome, style));
+  return ExitOf(outcome.answer.result);
+}
+
 }  // namespace
 
 int RunCommand(const Arguments& arguments) {
@@ -59,6 +92,11 @@ int RunCommand(const Arguments& arguments) {
                     "\" isn't UTF-8, or has a character that code page " +
                     std::to_string(GetACP()) + " lacks");
   }
+  std::vector<std::uint8_t> bytes;
+  if (arguments.source != Source::kNone) {
+    const std::string wrong = ReadPayloadBytes(arguments, &bytes);
+    if (!wrong.empty()) return Complain(wrong);
+  }
   std::string error;
   const auto library = ProviderLibrary::Load(
       arguments.provider.empty() ? DefaultProvider() : arguments.provider, &error);
@@ -70,8 +108,14 @@ int RunCommand(const Arguments& arguments) {
       return RunList(*library, style);
     case Command::kInfo:
       return RunInfo(*library, arguments, *name, style);
-    default:
+    case Command::kId:
       return RunId(*library, arguments, *name, style);
+    case Command::kStatus:
+      return RunStatus(*library, arguments, *name, style);
+    case Command::kSend:
+      return RunSend(*library, arguments, *name, bytes, style);
+    default:
+      return RunThrough(*library, arguments, *name, bytes, style);
   }
 }
 

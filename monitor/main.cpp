@@ -6,13 +6,15 @@
 
 #include "monitor/arguments.h"
 #include "monitor/commands.h"
+#include "monitor/live_screen.h"
 #include "monitor/system.h"
 
 namespace {
 
-// Runs on a thread of the system's, beside whatever hangs. Nothing is tidied up: that
-// could hang as well.
+// Runs on a thread of the system's, beside whatever hangs. Nothing is tidied up, for that
+// could hang as well, but the person gets the screen back.
 BOOL WINAPI EndAtOnce(DWORD) {
+  monitor::EndLiveScreen();
   TerminateProcess(GetCurrentProcess(), monitor::kExitInterrupted);
   return TRUE;
 }

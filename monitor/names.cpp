@@ -1,5 +1,7 @@
 #include "monitor/names.h"
 
+#include <charconv>
+
 namespace monitor {
 namespace {
 
@@ -13,7 +15,7 @@ constexpr Code kCodes[] = {
     {VLPER_NOTSUPPORT, "VLPER_NOTSUPPORT", "this printer, port or name can't be served"},
     {VLPER_NOTCONNECT, "VLPER_NOTCONNECT", "the printer has no connection to talk over"},
     {VLPER_NOCHANNEL, "VLPER_NOCHANNEL", "the printer has no such channel, or not for this use"},
-    {VLPER_BUFFERSIZE, "VLPER_BUFFERSIZE", "the buffer is too small"},
+    {VLPER_BUFFERSIZE, "VLPER_BUFFERSIZE", "the printer's answer is too large"},
     {VLPER_TERMINATE, "VLPER_TERMINATE", "the library was told to stop"},
     {VLPER_PARAM, "VLPER_PARAM", "an argument is missing or unusable"},
     {VLPER_MEMORY, "VLPER_MEMORY", "out of memory"},
@@ -57,6 +59,24 @@ const char* KindName(ChannelKind kind) {
     if (known.kind == kind) return known.name;
   }
   return nullptr;
+}
+
+std::string KindText(ChannelKind kind) {
+  const char* const name = KindName(kind);
+  return name != nullptr ? name : Hexadecimal(kind, 8);
+}
+
+std::optional<ChannelKind> KindFrom(std::string_view word) {
+  for (const Kind& known : kKinds) {
+    if (word == known.name) return known.kind;
+  }
+  const bool hexadecimal = word.starts_with("0x") || word.starts_with("0X");
+  if (hexadecimal) word.remove_prefix(2);
+  ChannelKind kind = 0;
+  const char* const end = word.data() + word.size();
+  const auto read = std::from_chars(word.data(), end, kind, hexadecimal ? 16 : 10);
+  if (read.ec != std::errc() || read.ptr != end || kind == 0) return std::nullopt;
+  return kind;
 }
 
 std::string Hexadecimal(std::uint32_t number, unsigned digits) {

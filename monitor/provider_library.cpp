@@ -1,7 +1,9 @@
 #include "monitor/provider_library.h"
 
 #include <cstring>
+#include <utility>
 
+#include "monitor/lock.h"
 #include "monitor/system.h"
 
 namespace monitor {
@@ -10,6 +12,7 @@ namespace {
 constexpr std::uint32_t kOperationsUsed = 7;
 constexpr std::uint32_t kNameSizeMax = 0x10000;
 constexpr std::uint32_t kEntriesMax = 0x10000;
+constexpr DWORD kLateReplyMs = 2000;
 constexpr const char* kPrefix = "UFName:";
 
 VlpGetProviderInfoCall FindExport(HMODULE module) {
@@ -19,17 +22,6 @@ VlpGetProviderInfoCall FindExport(HMODULE module) {
   std::memcpy(&call, &address, sizeof(call));
   return call;
 }
-
-class Lock {
- public:
-  explicit Lock(CRITICAL_SECTION& section) : section_(section) { EnterCriticalSection(&section_); }
-  ~Lock() { LeaveCriticalSection(&section_); }
-  Lock(const Lock&) = delete;
-  Lock& operator=(const Lock&) = delete;
-
- private:
-  CRITICAL_SECTION& section_;
-};
 
 }  // namespace
 
@@ -102,16 +94,20 @@ void ProviderLibrary::TakeResults() {
   }
 }
 
+std::optional<std::vector<std::uint8_t>> ProviderLibrary::TakeIfThere(std::uint32_t request_id) {
+  const Lock lock(lock_);
+  const auto found = results_.find(request_id);
+  if (found == results_.end()) return std::nullopt;
+  std::vector<std::uint8_t> data = std::move(found->second);
+  results_.erase(found);
+  return data;
+}
+
 DataAnswer ProviderLibrary::WaitFor(std::uint32_t request_id) {
   for (;;) {
+    if (auto data = TakeIfThere(request_id)) return {0, std::move(*data)};
     {
       const Lock lock(lock_);
-      const auto found = results_.find(request_id);
-      if (found != results_.end()) {
-        DataAnswer answer{0, std::move(found->second)};
-        results_.erase(found);
-        return answer;
-      }
       if (taker_result_ < 0) return {taker_result_, {}};
     }
     const HANDLE either[] = {arrived_, taker_};
@@ -136,6 +132,51 @@ DataAnswer ProviderLibrary::GetDeviceID(const std::string& name) {
   const std::uint32_t request_id = ++last_request_;
   const std::int32_t result = table_->GetDeviceID(request_id, name.c_str());
   return result < 0 ? DataAnswer{result, {}} : WaitFor(request_id);
+}
+
+DataAnswer ProviderLibrary::GetStatus(const std::string& name, ChannelKind kind) {
+  const std::uint32_t request_id = ++last_request_;
+  const std::int32_t result = table_->GetStatus(request_id, name.c_str(), kind);
+  return result < 0 ? DataAnswer{result, {}} : WaitFor(request_id);
+}
+
+SendAnswer ProviderLibrary::SendCommand(const std::string& name, ChannelKind kind,
+                                        std::span<const std::uint8_t> command) {
+  const std::uint32_t request_id = ++last_request_;
+  SendAnswer answer;
+  answer.result = table_->SendCommand(request_id, name.c_str(), kind, command.data(),
+                                      static_cast<std::uint32_t>(command.size()));
+  if (answer.result >= 0) answer.reply = ReplyTo(request_id, name);
+  return answer;
+}
+
+// An empty reply is never queued, and no result says so. But a reply is in the queue before
+// SendCommand returns, results are taken in the order of their arrival, and a device ID is
+// always a result: so when one that was asked for afterwards has come, a reply that hasn't
+// come was empty.
+std::optional<std::vector<std::uint8_t>> ProviderLibrary::ReplyTo(std::uint32_t request_id,
+                                                                  const std::string& name) {
+  if (auto early = TakeIfThere(request_id)) return early;
+  if (GetDeviceID(name).result >= 0) {
+    return TakeIfThere(request_id).value_or(std::vector<std::uint8_t>());
+  }
+  // The printer has gone since. A reply that lies in the queue needs no printer any more, only
+  // the taking thread's turn; that none comes proves nothing.
+  const DWORD started = GetTickCount();
+  for (;;) {
+    if (auto late = TakeIfThere(request_id)) return late;
+    const DWORD passed = GetTickCount() - started;
+    if (passed >= kLateReplyMs) return std::nullopt;
+    const HANDLE either[] = {arrived_, taker_};
+    const DWORD woken = WaitForMultipleObjects(2, either, FALSE, kLateReplyMs - passed);
+    if (woken != WAIT_OBJECT_0) return TakeIfThere(request_id);
+  }
+}
+
+std::int32_t ProviderLibrary::SendThroughCommand(const std::string& name, ChannelKind kind,
+                                                 std::span<const std::uint8_t> command) {
+  return table_->SendThroughCommand(++last_request_, name.c_str(), kind, command.data(),
+                                    static_cast<std::uint32_t>(command.size()));
 }
 
 }  // namespace monitor

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,11 @@ struct DataAnswer {
   std::vector<std::uint8_t> data;
 };
 
+struct SendAnswer {
+  std::int32_t result = 0;
+  std::optional<std::vector<std::uint8_t>> reply;  // nothing: whether one came can't be told
+};
+
 // Names of printers are in the machine's ANSI code page. The calls block as long as the
 // library does. Use it from one thread.
 class ProviderLibrary {
@@ -45,6 +51,11 @@ class ProviderLibrary {
 
   ConnectAnswer GetConnectInf(const std::string& name);
   DataAnswer GetDeviceID(const std::string& name);
+  DataAnswer GetStatus(const std::string& name, ChannelKind kind);
+  SendAnswer SendCommand(const std::string& name, ChannelKind kind,
+                         std::span<const std::uint8_t> command);
+  std::int32_t SendThroughCommand(const std::string& name, ChannelKind kind,
+                                  std::span<const std::uint8_t> command);
 
  private:
   ProviderLibrary();
@@ -52,6 +63,9 @@ class ProviderLibrary {
   static DWORD WINAPI TakerEntry(void* self);
   void TakeResults();
   DataAnswer WaitFor(std::uint32_t request_id);
+  std::optional<std::vector<std::uint8_t>> TakeIfThere(std::uint32_t request_id);
+  std::optional<std::vector<std::uint8_t>> ReplyTo(std::uint32_t request_id,
+                                                   const std::string& name);
 
   HMODULE module_ = nullptr;
   const ProviderTable* table_ = nullptr;

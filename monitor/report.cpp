@@ -10,19 +10,7 @@
 namespace monitor {
 namespace {
 
-enum class Colour { kNone, kBold, kGood, kBad };
-
 using Row = std::vector<std::string>;
-
-std::string Painted(std::string_view text, Colour colour, const Style& style) {
-  if (!style.colours || colour == Colour::kNone || text.empty()) return std::string(text);
-  const char* const start = colour == Colour::kBold   ? "\x1b[1m"
-                            : colour == Colour::kGood ? "\x1b[32m"
-                                                      : "\x1b[31m";
-  return start + std::string(text) + "\x1b[0m";
-}
-
-Colour ColourOf(std::int32_t result) { return result < 0 ? Colour::kBad : Colour::kGood; }
 
 // The first row is the head. `mark` gives the colour of a row's cell, by row and column.
 template <typename Mark>
@@ -51,33 +39,12 @@ std::string Table(const std::vector<Row>& rows, const Style& style, Mark mark) {
   return text;
 }
 
-std::string ResultText(std::int32_t result) {
-  std::string text = std::to_string(result);
-  if (const char* const name = CodeName(result)) text += std::string(" ") + name;
-  return text;
-}
-
-std::string FailureLine(const std::string& printer, std::int32_t result, const Style& style) {
-  return Harmless(printer) + ": " + Painted(ResultText(result), Colour::kBad, style) + ": " +
-         CodeMeaning(result) + "\n";
-}
-
-std::string KindText(ChannelKind kind) {
-  const char* const name = KindName(kind);
-  return name != nullptr ? name : Hexadecimal(kind, 8);
-}
-
 std::string UseText(std::uint32_t mode) {
   std::string text;
   if ((mode & VLP_MODE_COMMAND) == VLP_MODE_COMMAND) text += " commands";
   if ((mode & VLP_MODE_STATUS) != 0) text += " status";
   if ((mode & VLP_MODE_SHARED) == VLP_MODE_SHARED) text += " shared";
   return text.empty() ? "" : text.substr(1);
-}
-
-JsonObject& AddResult(JsonObject& object, std::int32_t result) {
-  const char* const name = CodeName(result);
-  return object.AddNumber("result", result).Add("code", name == nullptr ? "null" : JsonText(name));
 }
 
 std::string EntriesJson(const std::vector<Channel>& channels) {
@@ -109,28 +76,12 @@ std::string ListJson(const std::vector<ListedPrinter>& printers) {
   return text;
 }
 
-std::string HexText(const std::vector<std::uint8_t>& bytes) {
-  std::string text;
-  for (const std::uint8_t byte : bytes) text += Hexadecimal(byte, 2).substr(2);
-  return text;
-}
-
-std::string DataText(const std::vector<std::uint8_t>& bytes) {
-  return Utf8FromAnsi(std::string(bytes.begin(), bytes.end()));
-}
-
 std::string IdJson(const std::string& printer, const DataAnswer& answer) {
   JsonObject object;
   object.AddText("printer", printer).AddText("operation", "GetDeviceID");
   AddResult(object, answer.result);
   if (answer.result < 0) return object.Add("data", "null").Text() + "\n";
-  return object
-             .Add("data", JsonObject()
-                              .AddText("hex", HexText(answer.data))
-                              .AddText("text", DataText(answer.data))
-                              .Text())
-             .Text() +
-         "\n";
+  return object.Add("data", DataJson(answer.data)).Text() + "\n";
 }
 
 // One line for each field of the device ID; a piece without a name stands as it is.

@@ -1,12 +1,13 @@
 #pragma once
 
-// What the person gets to see: texts for the eye, or JSON.
+// What the person gets to see of printers, channels and device IDs: texts for the eye, or JSON.
 
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "monitor/provider_library.h"
+#include "monitor/report_parts.h"
 
 namespace monitor {
 
@@ -15,11 +16,6 @@ struct ListedPrinter {
   std::string name;
   std::optional<std::string> port;
   ConnectAnswer answer;
-};
-
-struct Style {
-  bool json = false;
-  bool colours = false;
 };
 
 // Each gives whole lines, ready to be written.

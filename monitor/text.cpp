@@ -59,6 +59,11 @@ bool IsWide(std::uint32_t code) {
   });
 }
 
+std::size_t Width(std::uint32_t code) {
+  if (IsCombining(code)) return 0;
+  return IsWide(code) ? 2 : 1;
+}
+
 }  // namespace
 
 WideText WidenUtf8(std::string_view text) { return Widen(CP_UTF8, 0, text); }
@@ -110,10 +115,22 @@ std::size_t Columns(std::string_view utf8) {
   std::size_t columns = 0;
   for (std::size_t at = 0; at < utf8.size();) {
     const Character character = CharacterAt(utf8, at);
-    if (!IsCombining(character.code)) columns += IsWide(character.code) ? 2u : 1u;
+    columns += Width(character.code);
     at += character.size;
   }
   return columns;
+}
+
+std::string FirstColumns(std::string_view utf8, std::size_t columns) {
+  std::size_t taken = 0;
+  std::size_t end = 0;
+  while (end < utf8.size()) {
+    const Character character = CharacterAt(utf8, end);
+    taken += Width(character.code);
+    if (taken > columns) break;
+    end += character.size;
+  }
+  return std::string(utf8.substr(0, end));
 }
 
 }  // namespace monitor

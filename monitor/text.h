@@ -30,4 +30,7 @@ std::string Harmless(std::string_view utf8);
 // Columns that the text takes on a terminal; East Asian characters take two.
 std::size_t Columns(std::string_view utf8);
 
+// As much of the text's beginning as fits into so many columns.
+std::string FirstColumns(std::string_view utf8, std::size_t columns);
+
 }  // namespace monitor

@@ -1,5 +1,6 @@
 """Runs programs natively or under Wine and keeps what they need."""
 
+import json
 import os
 import shutil
 import subprocess
@@ -24,6 +25,8 @@ class Ran:
 class World:
     """The folders of one test run, and the way to start a program in them."""
 
+    current = None  # the one that the cases run in
+
     def __init__(self, options):
         self.options = options
         self.wine = options.double is not None
@@ -34,6 +37,7 @@ class World:
         # What the person's own locale is must not count.
         self.environment.pop("LC_ALL", None)
         self.environment["LANG"] = "C.UTF-8"
+        self.environment["TERM"] = "xterm"
         if self.wine:
             self.make_prefix()
         else:
@@ -72,6 +76,13 @@ class World:
                  else os.path.join(self.folder, "demo/drive_c"))
         return os.path.join(drive, "VlpLog", printer + ".dat")
 
+    def write(self, name, content):
+        """A file of the test's own, by its path."""
+        path = os.path.join(self.folder, name)
+        with open(path, "wb") as file:
+            file.write(content)
+        return path
+
     def hardware(self, name):
         return os.path.join(self.folder, "demo/hardware", name)
 
@@ -102,6 +113,31 @@ def wait_until(condition, seconds=30):
             return False
         time.sleep(0.02)
     return True
+
+
+class Case(unittest.TestCase):
+    maxDiff = None
+
+    @property
+    def world(self):
+        return World.current
+
+    def monitor(self, *words):
+        return self.world.run(self.world.options.monitor, *words)
+
+    def expect(self, ran, status, output, error=""):
+        self.assertEqual((ran.status, ran.output, ran.error), (status, output, error))
+
+    def expect_refusal(self, ran, text):
+        """Status 2, nothing on the output, and a complaint that holds the text."""
+        self.assertEqual((ran.status, ran.output), (2, ""))
+        self.assertTrue(ran.error.startswith("vlpmon: "), ran.error)
+        self.assertIn(text, ran.error)
+
+    def objects(self, ran, status=0):
+        """What a run with --json wrote, one object a line."""
+        self.assertEqual((ran.status, ran.error), (status, ""))
+        return [json.loads(line) for line in ran.output.splitlines()]
 
 
 class Recorder(unittest.TextTestResult):

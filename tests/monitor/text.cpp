@@ -6,6 +6,7 @@ namespace {
 
 using monitor::AnsiFromUtf8;
 using monitor::Columns;
+using monitor::FirstColumns;
 using monitor::Harmless;
 using monitor::Utf8FromAnsi;
 
@@ -35,6 +36,14 @@ TEST(Columns, CountsEastAsianCharactersTwiceAndAccentsNotAtAll) {
   EXPECT_EQ(Columns("\xE8\xA1\xA8"), 2u);
   // Half-width katakana take one column.
   EXPECT_EQ(Columns("\xEF\xBD\xB3"), 1u);
+}
+
+TEST(FirstColumns, CutsBetweenCharactersOnly) {
+  EXPECT_EQ(FirstColumns("abc", 2), "ab");
+  EXPECT_EQ(FirstColumns("abc", 3), "abc");
+  EXPECT_EQ(FirstColumns("abc", 0), "");
+  EXPECT_EQ(FirstColumns("\xE8\xA1\xA8\xE8\xA1\xA8", 3), "\xE8\xA1\xA8");
+  EXPECT_EQ(FirstColumns("e\xCC\x81x", 1), "e\xCC\x81");
 }
 
 TEST(CodePage, TakesWhatItHasAndRefusesTheRest) {
