@@ -7,6 +7,7 @@
 #include "printer/c_printer_inf.h"
 
 namespace vlp {
+
 // A through command ends in the line of SendCommand; readers of the log rely on it.
 std::int32_t CPrinterInf::SendThroughCommand(ChannelKind kind, const std::uint8_t* command,
                                              std::uint32_t length) {

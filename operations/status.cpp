@@ -12,6 +12,7 @@
 #include "support/tick_age.h"
 
 namespace vlp {
+
 std::int32_t CPrinterInf::GetStatus(ChannelKind kind, std::uint8_t* buffer, std::uint32_t* length) {
   DbgStampLimit(log.get());
   DbgLogPut(log.get(), kLogPrinter, 0, "CPrinterInf::GetStatus Enter");
