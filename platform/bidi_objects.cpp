@@ -333,8 +333,7 @@ class Spl : public Object<IBidiSpl, spl_interface, &LiveObjects::spls> {
     with_port_monitor([&](PortMonitor& monitor) { arrival = monitor.arrive(batch, port_); });
     await(arrival);
     simulator::Answer answer;
-    with_port_monitor(
-        [&](PortMonitor& monitor) { answer = monitor.answer(batch, port_, arrival.refusal); });
+    with_port_monitor([&](PortMonitor& monitor) { answer = monitor.answer(arrival.ticket); });
     for (size_t i = 0; i < requests.size(); ++i) {
       requests[i]->take_answer(std::move(answer.rows[i]));
     }
@@ -348,9 +347,17 @@ class Spl : public Object<IBidiSpl, spl_interface, &LiveObjects::spls> {
     if (arrival.gate != nullptr) {
       WaitForSingleObject(arrival.gate, INFINITE);
     }
-    if (arrival.latency_ms != 0) {
-      Sleep(arrival.latency_ms);
+    while (const auto due = look(arrival.ticket)) {
+      Sleep(static_cast<DWORD>(*due));
     }
+  }
+
+  // Milliseconds until the far side wants the next look; nothing when the answer is ready.
+  static std::optional<uint64_t> look(uint64_t ticket) {
+    const uint64_t now = GetTickCount64();
+    std::optional<uint64_t> due;
+    with_port_monitor([&](PortMonitor& monitor) { due = monitor.proceed(ticket, now); });
+    return due ? std::optional(*due - now) : std::nullopt;
   }
 
   bool bound_ = false;

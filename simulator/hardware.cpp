@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 
 namespace simulator {
 namespace {
 
 constexpr size_t longest_text = 65536;
+constexpr uint32_t longest_piece = 16U * 1024 * 1024;
+constexpr size_t longest_serial = 10;
 constexpr uint32_t longest_latency_ms = 24U * 60 * 60 * 1000;
 
 std::string trimmed(const std::string& text) {
@@ -118,6 +121,41 @@ class Values {
     return Reach::online;
   }
 
+  bool given(const std::string& key) const { return !text(key).empty(); }
+
+  std::string serial(const std::string& key) {
+    const std::string value = text(key);
+    if (value.size() > longest_serial) {
+      fail(key, "has more than ten characters");
+    }
+    return value;
+  }
+
+  StatusForm form(const std::string& key) {
+    const std::string value = lowered(text(key));
+    if (!value.empty() && value != "text" && value != "binary") {
+      fail(key, "isn't one of text, binary");
+    }
+    return value == "binary" ? StatusForm::binary : StatusForm::text;
+  }
+
+  std::vector<StatusPush> pushes(const std::string& key) {
+    std::vector<StatusPush> result;
+    for (const std::string& item : split_list(text(key))) {
+      const std::string place = lowered(item);
+      if (place == "before") {
+        result.push_back({.place = PushPlace::before});
+      } else if (place == "inside") {
+        result.push_back({.place = PushPlace::inside});
+      } else if (place == "behind") {
+        result.push_back({.place = PushPlace::behind});
+      } else {
+        fail(key, "isn't a list of before, inside, behind");
+      }
+    }
+    return result;
+  }
+
   void fail(const std::string& key, const std::string& what) {
     if (error_.empty()) {
       error_ = key + " " + what;
@@ -172,11 +210,23 @@ std::optional<PrinterOptions> describe_printer(const HardwareKeys& keys, std::st
     values.fail("Port", "is missing");
   }
   options.device_id = values.bytes("DeviceID");
-  options.serial_number = values.text("SerialNumber");
+  options.serial_number = values.serial("SerialNumber");
   options.languages = split_list(values.text("Languages"));
   options.latency_ms = values.number("LatencyMs", longest_latency_ms);
   options.mute = values.number("Mute", 1) != 0;
   options.reach = values.reach("Offline");
+  options.status_form = values.form("StatusForm");
+  if (values.given("StatusText")) {
+    options.status_text = values.text("StatusText");
+  }
+  options.pushes = values.pushes("Push");
+  options.piece_bytes = values.number("PieceBytes", longest_piece);
+  options.piece_ms = values.number("PieceMs", longest_latency_ms);
+  for (const auto& [key, wait] : {std::pair("SilenceMs", &options.silence_ms),
+                                  std::pair("FirstByteMs", &options.first_byte_ms),
+                                  std::pair("GiveUpMs", &options.give_up_ms)}) {
+    *wait = values.given(key) ? values.number(key, longest_latency_ms) : *wait;
+  }
   if (!error.empty()) {
     return std::nullopt;
   }

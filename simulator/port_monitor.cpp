@@ -1,5 +1,7 @@
 #include "simulator/port_monitor.h"
 
+#include "simulator/schemas.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <string_view>
@@ -13,41 +15,11 @@ constexpr uint32_t device_offline = 13004;
 constexpr uint32_t invalid_argument = 0x80070057;
 constexpr uint32_t windows_facility = 0x80070000;
 
-constexpr std::u16string_view set_printer_name = u"\\Printer.VELNO_SCHEMA:SetPrinterName";
-constexpr std::u16string_view get_device_id = u"\\Printer.VELNO_SCHEMA:GetDeviceID";
-
-uint32_t unit_at(const Bytes& bytes, size_t index) {
-  return static_cast<uint32_t>(bytes[2 * index]) | static_cast<uint32_t>(bytes[2 * index + 1]) << 8;
-}
-
-// The text in `bytes` if they are UTF-16 units with one terminator, at their end.
-std::optional<std::u16string> terminated_text(const Bytes& bytes) {
-  if (bytes.size() < 2 || bytes.size() % 2 != 0) {
-    return std::nullopt;
-  }
-  std::u16string text;
-  const size_t units = bytes.size() / 2;
-  for (size_t i = 0; i + 1 < units; ++i) {
-    if (unit_at(bytes, i) == 0) {
-      return std::nullopt;
-    }
-    text.push_back(static_cast<char16_t>(unit_at(bytes, i)));
-  }
-  if (unit_at(bytes, units - 1) != 0) {
-    return std::nullopt;
-  }
-  return text;
-}
-
 std::string folded(std::string port) {
   for (char& c : port) {
     c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   }
   return port;
-}
-
-std::string numbered(size_t index, const std::string& text) {
-  return "row " + std::to_string(index) + ": " + text;
 }
 
 }  // namespace
@@ -68,6 +40,8 @@ std::string readable(const std::u16string& text) {
 
 void PortMonitor::reset() {
   printers_.clear();
+  holders_.clear();
+  wire_.clear();
   set_trouble(Trouble{});
   counts_.clear();
   batches_.clear();
@@ -135,89 +109,121 @@ Ending PortMonitor::unbind(const std::u16string& printer) {
   return check(&Trouble::unbind);
 }
 
-bool PortMonitor::names_printer(const SeenRow& row, const std::u16string& bound) {
-  if (row.input_type != blob_type) {
-    breach("the printer's name came as type " + std::to_string(row.input_type));
-    return false;
-  }
-  const auto name = terminated_text(row.input);
-  if (!name) {
-    breach("the printer's name isn't wide text with one terminator at its end");
-    return false;
-  }
-  if (*name != bound) {
-    breach("the batch names \"" + readable(*name) + "\" on the way to \"" + readable(bound) + "\"");
-    return false;
-  }
-  return true;
-}
-
-void PortMonitor::check_row(const SeenRow& row, size_t index, bool named) {
-  if (row.input.empty() != (row.input_type == 0)) {
-    breach(numbered(index, "type " + std::to_string(row.input_type) + " with " +
-                               std::to_string(row.input.size()) + " bytes"));
-  }
-  if (scripted(row)) {
-    return;
-  }
-  if (!named) {
-    breach(numbered(index, "\"" + readable(row.schema) + "\" before the printer was named"));
-  }
-  if (index > 0 && row.schema == set_printer_name) {
-    breach(numbered(index, "the printer is named behind the first row"));
-  }
-  if (row.schema == get_device_id && !row.input.empty()) {
-    breach(numbered(index, "the device ID query carries bytes"));
-  }
-}
-
 Arrival PortMonitor::arrive(SeenBatch batch, const std::string& port) {
   Counts& counts = counts_[batch.printer];
   ++counts.sends;
   counts.rows += static_cast<uint32_t>(batch.rows.size());
-  Arrival arrival;
+  Pending pending;
+  pending.port = folded(port);
   if (batch.action != u"Get") {
     breach("the action is \"" + readable(batch.action) + "\"");
-    arrival.refusal.result = invalid_argument;
+    pending.refusal.result = invalid_argument;
   }
-  const bool named = !batch.rows.empty() && batch.rows[0].schema == set_printer_name &&
-                     (scripted(batch.rows[0]) || names_printer(batch.rows[0], batch.printer));
+  const bool named = !batch.rows.empty() && batch.rows[0].schema == schemas::set_printer_name;
+  pending.named = named && (scripted(batch.rows[0]) || names_printer(batch.rows[0], batch.printer));
   for (size_t i = 0; i < batch.rows.size(); ++i) {
     const SeenRow& row = batch.rows[i];
-    if (row.schema == get_device_id) {
+    const schemas::Command* command = schemas::find_command(row.schema);
+    if (row.schema == schemas::get_device_id) {
       ++counts.device_id_queries;
+    } else if (command != nullptr) {
+      ++(counts.*command->count);
     }
-    check_row(row, i, named || (i == 0 && row.schema == set_printer_name));
+    if (command != nullptr && !scripted(row) && !pending.command_row) {
+      pending.command_row = i;
+    }
+    check_row(row, i, pending.named || (i == 0 && named));
   }
-  if (!arrival.refusal.failed()) {
-    arrival.refusal = check(&Trouble::send);
+  check_order(batch, pending.command_row);
+  if (!pending.refusal.failed()) {
+    pending.refusal = check(&Trouble::send);
   }
-  batches_.push_back(std::move(batch));
+  batches_.push_back(batch);
+  pending.batch = std::move(batch);
+  Arrival arrival{.ticket = ++last_ticket_};
   if (const Printer* printer = find(port)) {
-    const PrinterOptions& options = printer->options();
-    arrival.latency_ms = options.latency_ms;
-    arrival.started = options.started;
-    arrival.gate = options.gate;
+    arrival.started = printer->options().started;
+    arrival.gate = printer->options().gate;
   }
+  pending_.emplace(arrival.ticket, std::move(pending));
   return arrival;
 }
 
-RowResult PortMonitor::answer_row(const SeenRow& row, const Printer& printer, bool named) const {
+Printer* PortMonitor::reachable(const std::string& port) {
+  const auto found = printers_.find(folded(port));
+  return found == printers_.end() || found->second.options().reach != Reach::online
+             ? nullptr
+             : &found->second;
+}
+
+// The moment at which a batch may look again for whether the port is free.
+std::optional<uint64_t> PortMonitor::wait_for_turn(uint64_t ticket, const Pending& pending,
+                                                   uint64_t now_ms) {
+  const auto holder = holders_.find(pending.port);
+  if (holder == holders_.end() || holder->second == ticket || !pending_.contains(holder->second)) {
+    return std::nullopt;
+  }
+  return now_ms + 1;
+}
+
+void PortMonitor::collect_from(const std::string& port, Printer& printer) {
+  for (const std::string& text : printer.take_breaches()) {
+    breach("port " + port + ": " + text);
+  }
+}
+
+std::optional<uint64_t> PortMonitor::proceed(uint64_t ticket, uint64_t now_ms) {
+  const auto found = pending_.find(ticket);
+  if (found == pending_.end()) {
+    return std::nullopt;
+  }
+  Pending& pending = found->second;
+  Printer* printer = reachable(pending.port);
+  if (!pending.ready_ms && !pending.exchange) {
+    if (const auto turn = wait_for_turn(ticket, pending, now_ms)) {
+      return turn;
+    }
+    const Printer* there = find(pending.port);
+    auto plan = printer == nullptr ? std::nullopt : plan_of(pending);
+    if (!plan) {
+      pending.ready_ms = now_ms + (there == nullptr ? 0 : there->options().latency_ms);
+    } else {
+      holders_[pending.port] = ticket;
+      pending.exchange.emplace(*std::move(plan));
+      pending.exchange->start(*printer, now_ms);
+    }
+  }
+  if (pending.ready_ms) {
+    return now_ms < *pending.ready_ms ? pending.ready_ms : std::nullopt;
+  }
+  const auto next = printer == nullptr ? std::nullopt : pending.exchange->proceed(*printer, now_ms);
+  if (printer != nullptr) {
+    collect_from(pending.port, *printer);
+  }
+  if (!next) {
+    holders_.erase(pending.port);
+    return std::nullopt;
+  }
+  return std::max(*next, now_ms + 1);
+}
+
+RowResult PortMonitor::answer_row(const Pending& pending, size_t index,
+                                  const Printer& printer) const {
+  const SeenRow& row = pending.batch.rows[index];
   if (const auto found = trouble_.rows.find(row.schema); found != trouble_.rows.end()) {
     const RowAnswer& answer = found->second;
     return {answer.result, answer.data ? answer.outputs : 0, answer.type,
             answer.data.value_or(Bytes{}), answer.null_data};
   }
   RowResult result;
-  if (row.schema == set_printer_name) {
-    return result;
-  }
-  if (row.schema != get_device_id) {
-    result.result = schema_not_supported;
-    return result;
-  }
-  if (named) {
+  if (row.schema == schemas::get_device_id && pending.named) {
     result.data = printer.device_id();
+  } else if (index == pending.command_row && pending.exchange) {
+    result.data = pending.exchange->received();
+  } else if (row.schema != schemas::set_printer_name && row.schema != schemas::get_device_id &&
+             row.schema != schemas::set_terminate_inf &&
+             schemas::find_command(row.schema) == nullptr) {
+    result.result = schema_not_supported;
   }
   if (!result.data.empty()) {
     result.outputs = 1;
@@ -226,14 +232,25 @@ RowResult PortMonitor::answer_row(const SeenRow& row, const Printer& printer, bo
   return result;
 }
 
-Answer PortMonitor::answer(const SeenBatch& batch, const std::string& port, const Ending& refusal) {
+Answer PortMonitor::answer(uint64_t ticket) {
   Answer answer;
-  answer.rows.resize(batch.rows.size());
-  answer.ending = refusal;
-  if (refusal.failed()) {
+  auto node = pending_.extract(ticket);
+  if (node.empty()) {
     return answer;
   }
-  const Printer* printer = find(port);
+  const Pending& pending = node.mapped();
+  if (pending.exchange) {
+    std::vector<WireMessage>& wire = wire_[pending.port];
+    for (const Bytes& bytes : pending.exchange->sent()) {
+      wire.push_back({pending.exchange->way(), bytes});
+    }
+  }
+  answer.rows.resize(pending.batch.rows.size());
+  answer.ending = pending.refusal;
+  if (pending.refusal.failed()) {
+    return answer;
+  }
+  const Printer* printer = find(pending.port);
   if (printer == nullptr || printer->options().reach == Reach::device_offline) {
     answer.ending.result = from_windows_error(device_offline);
     return answer;
@@ -242,14 +259,24 @@ Answer PortMonitor::answer(const SeenBatch& batch, const std::string& port, cons
     answer.ending.result = from_windows_error(server_offline);
     return answer;
   }
-  const bool named =
-      !batch.rows.empty() && batch.rows[0].schema == set_printer_name &&
-      (scripted(batch.rows[0]) || terminated_text(batch.rows[0].input) == batch.printer);
-  for (size_t i = 0; i < batch.rows.size(); ++i) {
-    answer.rows[i] = answer_row(batch.rows[i], *printer, named);
+  for (size_t i = 0; i < pending.batch.rows.size(); ++i) {
+    answer.rows[i] = answer_row(pending, i, *printer);
   }
   answer.ending.result = trouble_.send_result.value_or(ok);
   return answer;
+}
+
+bool PortMonitor::push_status(const std::string& port, const StatusPush& push) {
+  const auto found = printers_.find(folded(port));
+  if (found == printers_.end()) {
+    return false;
+  }
+  found->second.push_status(push);
+  return true;
+}
+
+const std::vector<WireMessage>& PortMonitor::wire(const std::string& port) {
+  return wire_[folded(port)];
 }
 
 Counts PortMonitor::counts(const std::u16string& printer) const {

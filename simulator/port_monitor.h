@@ -4,6 +4,7 @@
 // batch. It calls nothing and waits for nothing; whoever carries a batch to it does both.
 // It has no lock of its own: one caller at a time.
 
+#include "simulator/exchange.h"
 #include "simulator/printer.h"
 #include "simulator/record.h"
 #include "simulator/trouble.h"
@@ -41,10 +42,9 @@ struct RowResult {
   bool null_data = false;
 };
 
-// A batch on its way: what the carrier has to wait for before it asks for the answer.
+// A batch on its way, and the caller's events that its carrier sees to first.
 struct Arrival {
-  Ending refusal;
-  uint32_t latency_ms = 0;
+  uint64_t ticket = 0;
   void* started = nullptr;
   void* gate = nullptr;
 };
@@ -74,10 +74,19 @@ class PortMonitor {
   Ending bind(const std::u16string& printer, bool known, uint32_t access);
   Ending unbind(const std::u16string& printer);
 
-  // Takes a whole batch in; `port` is that of the bound printer.
+  // Takes a whole batch in; `port` is that of the bound printer. Each ticket has to be
+  // brought to its answer.
   Arrival arrive(SeenBatch batch, const std::string& port);
-  // The answer to that batch, once the time has come. Looks at the port as it is now.
-  Answer answer(const SeenBatch& batch, const std::string& port, const Ending& refusal);
+  // Moves the bytes of the batch, once its gate is open. Gives the moment of the next call,
+  // or nothing when the answer is ready. Batches for one port wait for each other.
+  std::optional<uint64_t> proceed(uint64_t ticket, uint64_t now_ms);
+  // The answer, once. Looks at the port as it is now.
+  Answer answer(uint64_t ticket);
+
+  // For the printer at the port, if there is one.
+  bool push_status(const std::string& port, const StatusPush& push);
+  // What was handed to printers at the port, in order.
+  const std::vector<WireMessage>& wire(const std::string& port);
 
   void breach(std::string text) { breaches_.push_back(std::move(text)); }
   const std::vector<std::string>& breaches() const { return breaches_; }
@@ -86,13 +95,33 @@ class PortMonitor {
   LiveObjects& live() { return live_; }
 
  private:
+  // A batch between its arrival and its answer.
+  struct Pending {
+    SeenBatch batch;
+    std::string port;  // folded
+    Ending refusal;
+    bool named = false;
+    std::optional<size_t> command_row;  // the row that goes to the printer
+    std::optional<Exchange> exchange;
+    std::optional<uint64_t> ready_ms;  // of a batch that needs no printer
+  };
+
   const Printer* find(const std::string& port) const;
-  RowResult answer_row(const SeenRow& row, const Printer& printer, bool named) const;
+  Printer* reachable(const std::string& port);
+  RowResult answer_row(const Pending& pending, size_t index, const Printer& printer) const;
   bool names_printer(const SeenRow& row, const std::u16string& bound);
   void check_row(const SeenRow& row, size_t index, bool named);
+  void check_order(const SeenBatch& batch, const std::optional<size_t>& command_row);
+  std::optional<ExchangePlan> plan_of(const Pending& pending);
+  std::optional<uint64_t> wait_for_turn(uint64_t ticket, const Pending& pending, uint64_t now_ms);
+  void collect_from(const std::string& port, Printer& printer);
   bool scripted(const SeenRow& row) const { return trouble_.rows.contains(row.schema); }
 
   std::map<std::string, Printer> printers_;  // by port, whose name counts without case
+  std::map<uint64_t, Pending> pending_;      // by ticket
+  std::map<std::string, uint64_t> holders_;  // by port: the ticket whose bytes are on the wire
+  std::map<std::string, std::vector<WireMessage>> wire_;
+  uint64_t last_ticket_ = 0;
   Trouble trouble_;
   std::vector<std::pair<Refusal Trouble::*, uint32_t>> met_;  // calls since the trouble was set
   std::map<std::u16string, Counts> counts_;                   // by printer name

@@ -27,6 +27,14 @@ struct SeenBatch {
   std::vector<SeenRow> rows = {};
 };
 
+// Bytes that were handed to a printer at once.
+struct WireMessage {
+  Way way = Way::data;
+  Bytes bytes = {};
+
+  bool operator==(const WireMessage&) const = default;
+};
+
 // Attempts, whether they succeeded or not. All of one printer name.
 struct Counts {
   uint32_t binds_administrator = 0;
@@ -36,6 +44,10 @@ struct Counts {
   uint32_t sends = 0;
   uint32_t rows = 0;
   uint32_t device_id_queries = 0;
+  uint32_t status_queries = 0;
+  uint32_t commands = 0;
+  uint32_t through = 0;
+  uint32_t fax = 0;
 
   bool operator==(const Counts&) const = default;
 };

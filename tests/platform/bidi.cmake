@@ -1,6 +1,6 @@
 # The bidi calls: natively on the layer, under Wine on the double of the COM server.
 vlp_test(bidi_calls
-  SOURCES bidi_calls.cpp com_calls.cpp signatures_bidi.cpp bidi_identifiers.cpp)
+  SOURCES bidi_calls.cpp bidi_exchange.cpp com_calls.cpp signatures_bidi.cpp bidi_identifiers.cpp)
 
 # What the tests' far side says, the calls answer. Under Wine a second program does the same
 # beside the doubles of winspool.drv and mpr.dll; it is made in tests/windows.

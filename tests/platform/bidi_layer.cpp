@@ -208,6 +208,62 @@ TEST(BidiClock, SlowPrinterDoesNotHoldUpAnother) {
   });
 }
 
+// A command to the label printer of that name; gives its reply.
+std::string label_reply(const std::basic_string<WCHAR>& printer, const std::string& command) {
+  const Ref<IBidiSpl> spl = make_spl();
+  EXPECT_EQ(S_OK, spl->BindDevice(printer.c_str(), BIDI_ACCESS_USER));
+  const Ref<IBidiRequestContainer> container = make_container();
+  const Ref<IBidiRequest> name = make_request(name_schema, wide_bytes(printer));
+  const Ref<IBidiRequest> request =
+      make_request(TEXT("\\Printer.VELNO_SCHEMA:SendCommand"), command);
+  EXPECT_EQ(S_OK, container->AddRequest(name.get()));
+  EXPECT_EQ(S_OK, container->AddRequest(request.get()));
+  EXPECT_EQ(S_OK, spl->MultiSendRecv(TEXT("Get"), container.get()));
+  EXPECT_EQ(S_OK, spl->UnbindDevice());
+  return bidi_test::output_count(request.get()) == 0 ? "" : output_of(request.get()).data;
+}
+
+TEST(BidiClock, PiecesAndSilenceOfAReplyTakeTheirTimeToTheMillisecond) {
+  far_side::reset();
+  far_side::add_printer({.name = "Label", .port = "USB001"});
+  test::run_virtual_schedules(5, [] {
+    const Apartment apartment;
+    far_side::plug({.port = "USB001",
+                    .languages = {"ZRDLABEL"},
+                    .latency_ms = 300,
+                    .piece_bytes = 2,
+                    .piece_ms = 70,
+                    .silence_ms = 100});
+    EXPECT_EQ("abcde", label_reply(TEXT("Label"), "~ECabcde\n"));
+    EXPECT_EQ(300U + 70 + 70 + 100, test::elapsed_ms());
+    EXPECT_TRUE(far_side::breaches().empty());
+  });
+}
+
+TEST(BidiClock, CommandsOfTwoPrinterNamesAtOnePortFollowEachOther) {
+  far_side::reset();
+  far_side::add_printer({.name = "One", .port = "USB001"});
+  far_side::add_printer({.name = "Two", .port = "usb001"});
+  test::run_virtual_schedules(5, [] {
+    const Apartment apartment;
+    far_side::plug({.port = "USB001",
+                    .languages = {"ZRDLABEL"},
+                    .latency_ms = 300,
+                    .piece_bytes = 1,
+                    .piece_ms = 50,
+                    .silence_ms = 100});
+    std::string first;
+    test::TestThread asker =
+        test::spawn("asker", [&] { first = label_reply(TEXT("One"), "~ECab\n"); });
+    test::settle();
+    EXPECT_EQ("xyz", label_reply(TEXT("Two"), "~ECxyz\n"));
+    EXPECT_TRUE(asker.ended());
+    EXPECT_EQ("ab", first);
+    EXPECT_EQ(300U + 50 + 100 + 300 + 50 + 50 + 100, test::elapsed_ms());
+    EXPECT_TRUE(far_side::breaches().empty());
+  });
+}
+
 // --- Described printers --------------------------------------------------------------------
 
 TEST_F(BidiTest, PrinterOfTheMachinesHardwareAnswers) {

@@ -9,8 +9,10 @@ using simulator::bytes_of;
 using simulator::describe_printer;
 using simulator::HardwareKeys;
 using simulator::PrinterOptions;
+using simulator::PushPlace;
 using simulator::Reach;
 using simulator::read_hardware;
+using simulator::StatusForm;
 
 std::optional<PrinterOptions> describe(const std::string& text, std::string& error) {
   const auto keys = read_hardware(text, error);
@@ -28,7 +30,8 @@ TEST(Hardware, WholeDescriptionIsRead) {
   const auto printer = describe(
       "; a printer\r\n\r\n[Printer]\r\nPort = USB001\r\nDeviceID=MFG:X;CMD:BDC;\r\n"
       "SerialNumber=A1\r\nLanguages=bdc, qpl ,,d4\r\nLatencyMs=250\r\nMute=1\r\n"
-      "Offline=Server\r\n",
+      "Offline=Server\r\nStatusForm=Binary\r\nStatusText=0300\r\nPush=behind,before,INSIDE\r\n"
+      "PieceBytes=64\r\nPieceMs=5\r\nSilenceMs=1\r\nFirstByteMs=0\r\nGiveUpMs=3\r\n",
       error);
   ASSERT_TRUE(printer.has_value()) << error;
   EXPECT_EQ("USB001", printer->port);
@@ -38,6 +41,17 @@ TEST(Hardware, WholeDescriptionIsRead) {
   EXPECT_EQ(250U, printer->latency_ms);
   EXPECT_TRUE(printer->mute);
   EXPECT_EQ(Reach::server_offline, printer->reach);
+  EXPECT_EQ(StatusForm::binary, printer->status_form);
+  EXPECT_EQ("0300", printer->status_text);
+  ASSERT_EQ(3U, printer->pushes.size());
+  EXPECT_EQ(PushPlace::behind, printer->pushes[0].place);
+  EXPECT_EQ(PushPlace::before, printer->pushes[1].place);
+  EXPECT_EQ(PushPlace::inside, printer->pushes[2].place);
+  EXPECT_EQ(64U, printer->piece_bytes);
+  EXPECT_EQ(5U, printer->piece_ms);
+  EXPECT_EQ(1U, printer->silence_ms);
+  EXPECT_EQ(0U, printer->first_byte_ms);
+  EXPECT_EQ(3U, printer->give_up_ms);
 }
 
 TEST(Hardware, OnlyThePortIsNeeded) {
@@ -48,6 +62,13 @@ TEST(Hardware, OnlyThePortIsNeeded) {
   EXPECT_EQ(0U, printer->latency_ms);
   EXPECT_FALSE(printer->mute);
   EXPECT_EQ(Reach::online, printer->reach);
+  EXPECT_EQ(StatusForm::text, printer->status_form);
+  EXPECT_EQ(PrinterOptions{}.status_text, printer->status_text);
+  EXPECT_TRUE(printer->pushes.empty());
+  EXPECT_EQ(0U, printer->piece_bytes);
+  EXPECT_EQ(PrinterOptions{}.silence_ms, printer->silence_ms);
+  EXPECT_EQ(PrinterOptions{}.first_byte_ms, printer->first_byte_ms);
+  EXPECT_EQ(PrinterOptions{}.give_up_ms, printer->give_up_ms);
 }
 
 TEST(Hardware, SectionAndKeysCountWithoutCaseAndOtherSectionsArePassedOver) {
@@ -94,6 +115,14 @@ INSTANTIATE_TEST_SUITE_P(
                 "LatencyMs isn't a number up to 86400000"},
         Mistake{"[Printer]\nPort=P\nMute=2\n", "Mute isn't a number up to 1"},
         Mistake{"[Printer]\nPort=P\nOffline=yes\n", "Offline isn't one of no, server, device"},
+        Mistake{"[Printer]\nPort=P\nSerialNumber=12345678901\n",
+                "SerialNumber has more than ten characters"},
+        Mistake{"[Printer]\nPort=P\nStatusForm=job\n", "StatusForm isn't one of text, binary"},
+        Mistake{"[Printer]\nPort=P\nPush=before,after\n",
+                "Push isn't a list of before, inside, behind"},
+        Mistake{"[Printer]\nPort=P\nPieceBytes=16777217\n",
+                "PieceBytes isn't a number up to 16777216"},
+        Mistake{"[Printer]\nPort=P\nGiveUpMs=soon\n", "GiveUpMs isn't a number up to 86400000"},
         Mistake{"[Printer]\nPort=P\nDeviceID=a\\q\n",
                 "DeviceID has a backslash that begins neither \\xHH nor \\\\"},
         Mistake{"[Printer]\nPort=P\nDeviceID=a\\x0\n",

@@ -1,53 +1,11 @@
-#include "simulator/port_monitor.h"
-
-#include <gtest/gtest.h>
+#include "tests/simulator/port_monitor_fixture.h"
 
 namespace {
 
-using simulator::Answer;
-using simulator::Arrival;
-using simulator::Bytes;
-using simulator::bytes_of;
+using namespace simulator_test;
 using simulator::Ending;
-using simulator::PortMonitor;
-using simulator::PrinterOptions;
 using simulator::Reach;
-using simulator::SeenBatch;
-using simulator::SeenRow;
 using simulator::Trouble;
-
-constexpr uint32_t blob = 7;
-const std::u16string name_schema = u"\\Printer.VELNO_SCHEMA:SetPrinterName";
-const std::u16string id_schema = u"\\Printer.VELNO_SCHEMA:GetDeviceID";
-const std::vector<std::string> no_breach;
-
-Bytes units(const std::u16string& text) {
-  Bytes bytes;
-  for (const char16_t unit : text) {
-    bytes.push_back(static_cast<uint8_t>(unit & 0xFF));
-    bytes.push_back(static_cast<uint8_t>(unit >> 8));
-  }
-  return bytes;
-}
-
-SeenRow name_row(const std::u16string& name) { return {name_schema, blob, units(name + u'\0')}; }
-
-SeenBatch batch_of(std::vector<SeenRow> rows) {
-  return {u"Printer", u"Get", true, std::move(rows)};
-}
-
-// A monitor with one printer at USB001.
-class PortMonitorTest : public testing::Test {
- protected:
-  void SetUp() override { monitor_.plug({.port = "USB001", .device_id = bytes_of("MFG:X;")}); }
-
-  Answer send(const SeenBatch& batch, const std::string& port = "USB001") {
-    const Arrival arrival = monitor_.arrive(batch, port);
-    return monitor_.answer(batch, port, arrival.refusal);
-  }
-
-  PortMonitor monitor_;
-};
 
 TEST_F(PortMonitorTest, DeviceIdIsAnsweredBehindTheNameOfThePrinter) {
   const Answer answer = send(batch_of({name_row(u"Printer"), {id_schema}}));
@@ -155,7 +113,7 @@ TEST_F(PortMonitorTest, PrinterThatGoesWhileItIsAwaitedIsOffline) {
   const SeenBatch batch = batch_of({name_row(u"Printer"), {id_schema}});
   const Arrival arrival = monitor_.arrive(batch, "USB001");
   monitor_.unplug("USB001");
-  EXPECT_EQ(0x800732CCU, monitor_.answer(batch, "USB001", arrival.refusal).ending.result);
+  EXPECT_EQ(0x800732CCU, monitor_.answer(arrival.ticket).ending.result);
 }
 
 TEST_F(PortMonitorTest, CarrierIsToldHowLongToWait) {
@@ -163,7 +121,9 @@ TEST_F(PortMonitorTest, CarrierIsToldHowLongToWait) {
   int gate = 0;
   monitor_.plug({.port = "USB001", .latency_ms = 250, .started = &started, .gate = &gate});
   const Arrival arrival = monitor_.arrive(batch_of({}), "USB001");
-  EXPECT_EQ(250U, arrival.latency_ms);
+  EXPECT_EQ(1250U, monitor_.proceed(arrival.ticket, 1000));
+  EXPECT_EQ(1250U, monitor_.proceed(arrival.ticket, 1249));
+  EXPECT_EQ(std::nullopt, monitor_.proceed(arrival.ticket, 1250));
   EXPECT_EQ(&started, arrival.started);
   EXPECT_EQ(&gate, arrival.gate);
 }

@@ -293,6 +293,28 @@ void set_trouble(const Trouble& trouble) {
   with_monitor([&](simulator::PortMonitor& monitor) { monitor.set_trouble(trouble); });
 }
 
+void push_status(const std::string& port, const StatusPush& push) {
+  bool there = false;
+  with_monitor([&](simulator::PortMonitor& monitor) { there = monitor.push_status(port, push); });
+  if (!there) {
+    give_up("a status item to push, but no printer at " + port);
+  }
+}
+
+std::vector<WireMessage> wire_messages(const std::string& port) {
+  std::vector<WireMessage> result;
+  with_monitor([&](simulator::PortMonitor& monitor) { result = monitor.wire(port); });
+  return result;
+}
+
+Bytes wire(const std::string& port) {
+  Bytes bytes;
+  for (const WireMessage& message : wire_messages(port)) {
+    bytes.insert(bytes.end(), message.bytes.begin(), message.bytes.end());
+  }
+  return bytes;
+}
+
 Counts counts(const std::string& printer) {
   const std::u16string name = widened(printer);
   Counts result;

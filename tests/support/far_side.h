@@ -24,12 +24,18 @@ using simulator::bytes_of;
 using simulator::Counts;
 using simulator::LiveObjects;
 using simulator::PrinterOptions;
+using simulator::PushPlace;
 using simulator::Reach;
 using simulator::Refusal;
 using simulator::RowAnswer;
+using simulator::Script;
 using simulator::SeenBatch;
 using simulator::SeenRow;
+using simulator::StatusForm;
+using simulator::StatusPush;
 using simulator::Trouble;
+using simulator::Way;
+using simulator::WireMessage;
 
 // What not every system under the tests can hold. Natively all of it is served; under
 // Wine each needs a double beside the test program.
@@ -119,6 +125,14 @@ void plug(const PrinterOptions& options);
 void unplug(const std::string& port);
 // Short form of plug() for a printer that only has a device ID.
 void set_device_id(const std::string& port, const Bytes& device_id);
+
+// Lets the printer at the port send status items that nobody asked for, once: before, inside
+// or behind its next answer.
+void push_status(const std::string& port, const StatusPush& push);
+// All bytes that were handed to printers at the port since reset(), in order, as one string
+// and by message. A batch adds its messages when it is answered.
+Bytes wire(const std::string& port);
+std::vector<WireMessage> wire_messages(const std::string& port);
 
 // Replaces all trouble by this; Trouble{} ends it.
 void set_trouble(const Trouble& trouble);
