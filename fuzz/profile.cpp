@@ -35,7 +35,7 @@ void profile(Input input) {
     claim(!ended || (read.channelKind[slot] == 0 && read.channelMode[slot] == 0 &&
                      read.channelStatusCmd[slot].empty()),
           "a channel behind the end of the list");
-    claim(read.channelStatusCmd[slot].size() <= 2047, "a status command longer than its text");
+    claim(read.channelStatusCmd[slot].size() <= 2048, "a status command longer than its text");
   }
   claim(read.d4RetryMode != 0 || read.d4RetryMax == 0, "a retry limit without a retry mode");
   claim(read.universalDriver == 0 || (read.statusLength == 2048 && read.dltEnable == 1),

@@ -7,7 +7,6 @@
 
 #include "fuzz/channels.h"
 #include "fuzz/targets.h"
-#include "language/byte_search.h"
 #include "language/c_separete_data.h"
 #include "language/status_item.h"
 
@@ -18,11 +17,16 @@ using Buffer = std::vector<std::uint8_t>;
 
 // Takes out the first item as slowly and plainly as it can be said; the new length.
 std::size_t RemoveOne(const vlp::ItemForm& form, Buffer& data) {
-  if (!form.counted) return vlp::RemoveField(form.head, form.terminator, data);
   const auto head = std::search(data.begin(), data.end(), form.head.begin(), form.head.end());
   if (head == data.end()) return data.size();
   const auto at = static_cast<std::size_t>(head - data.begin());
   const std::size_t behind = at + form.head.size();
+  if (!form.counted) {
+    const auto end = std::find(head + static_cast<std::ptrdiff_t>(form.head.size()), data.end(),
+                               form.terminator);
+    if (end == data.end()) return at;
+    return static_cast<std::size_t>(std::copy(end + 1, data.end(), head) - data.begin());
+  }
   if (data.size() - behind < 2) return at;
   const std::size_t length = data[behind] + 256U * data[behind + 1];
   if (length == 0) return data.size();

@@ -12,6 +12,7 @@ using Input = std::span<const std::uint8_t>;
 
 void separation(Input input);
 void status(Input input);
+void serial(Input input);
 void device_id(Input input);
 void hex_list(Input input);
 void profile(Input input);

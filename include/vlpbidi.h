@@ -94,7 +94,8 @@ typedef int32_t (*VlpGetDeviceID)(uint32_t requestId, const char* name);
 /*
  * SendCommand: sends command, length bytes, over the channel and queues the reply.
  * An empty reply queues nothing. Returns length; a length above 0x7FFFFFFF is refused
- * with VLPER_PARAM. VLPER_MEMORY may come after the printer has taken the command.
+ * with VLPER_PARAM. VLPER_MEMORY may come after the printer has taken the command; the
+ * reply may then be kept and handed out when the same bytes are sent again.
  */
 typedef int32_t (*VlpSendCommand)(uint32_t requestId, const char* name, ChannelKind kind,
                                   const uint8_t* command, uint32_t length);

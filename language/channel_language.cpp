@@ -32,6 +32,14 @@ static_assert(kJobEscape.size() + kQplEnd.size() == 13);
 static_assert(kRemoteEnter.size() + kBdcEnd.size() == 26);
 static_assert(kPageEnter.size() + kPageProbe.size() == 35);
 
+// Bytes of the record of a reply's end: five lengths behind the format, and the last byte.
+constexpr std::size_t kFixedSize = 6 * 4 + 1;
+static_assert(kFixedSize + 1 + kQplIdentity.size() + kQplIdentity.size() == 44);
+static_assert(kFixedSize + kRemoteStatus.size() + kBdcProbeHead.size() == 42);
+static_assert(kFixedSize + kBdcStatus2Head.size() + kRemoteStatus.size() + kBdcProbeHead.size() ==
+              52);
+static_assert(kFixedSize + kPageProbe.size() + kPageProbeHead.size() + kJobEscape.size() == 53);
+
 Envelope EnvelopeOf(ChannelKind kind) {
   switch (kind) {
     case ChnlKindQpl:

@@ -32,7 +32,7 @@ std::int32_t CPrinterInf::SendCommand(ChannelKind kind, const std::uint8_t* comm
   const std::int32_t rc = MemoryAsCode([&] { return RunCommand(kind, command, commandLength); });
   if (rc != 0) return LogReturn(kReturn, rc);
   const std::int32_t answered = AnswerFrom(log.get(), kReturn, reply.replyData, buffer, length);
-  if (answered == 0) reply.replyData = {};
+  if (answered == 0) reply.DropReply();
   return answered;
 }
 

@@ -20,9 +20,11 @@ struct ReplyCache {
     return !replyData.empty() && std::ranges::equal(command, replyCommand);
   }
 
+  // Both give the memory back.
+  void DropReply() { replyData = std::vector<std::uint8_t>(); }
   void Clear() {
-    replyData = {};
-    replyCommand = {};
+    DropReply();
+    replyCommand = std::vector<std::uint8_t>();
   }
 };
 
