@@ -140,8 +140,9 @@ StatusForm Printer::form_of(StatusForm wanted, const Reader& reader) const {
   if (wanted != StatusForm::own) {
     return wanted;
   }
-  const Mode mode = reader.state.mode;
-  if (mode == Mode::page || (mode == Mode::job && !speaks(options_, "BDC"))) {
+  // What comes behind a message finds its language left already.
+  const bool job_only = speaks(options_, "QPL") && !speaks(options_, "BDC");
+  if (reader.state.mode == Mode::page || job_only) {
     return StatusForm::job;
   }
   return options_.status_form;

@@ -61,10 +61,14 @@ TEST_F(OperationLocks, OtherOperationsTakeNone) {
   Attached([] {
     const ProviderTable& table = Table();
     CPrinterInf& printer = *Context()->registry->FindOrCreate("Printer");
-    const std::uint8_t command[] = {'x'};
+    const std::uint8_t command[] = {'l', 'd', 0, 0};
+    char known[260];
+    std::uint64_t channels[11];
+    EXPECT_EQ(2, table.GetConnectInf("UFName:Printer", known, channels));
     for (CriticalSection* lock : {&printer.sendLock, &printer.statusLock}) {
-      EXPECT_FALSE(WaitsFor(
-          *lock, [&] { table.SendThroughCommand(1, "Printer", ChnlKindBdc, command, 1); }));
+      EXPECT_FALSE(WaitsFor(*lock, [&] {
+        EXPECT_EQ(4, table.SendThroughCommand(1, "Printer", ChnlKindBdc, command, 4));
+      }));
       EXPECT_FALSE(WaitsFor(*lock, [&] { EXPECT_EQ(0, table.GetDeviceID(1, "Printer")); }));
       EXPECT_FALSE(WaitsFor(*lock, [&] {
         char name[260];

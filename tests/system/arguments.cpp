@@ -119,7 +119,7 @@ TEST_F(Arguments, ACommandLengthThatCouldNotBeReturnedIsRefused) {
     EXPECT_EQ(send(1, kLaser, ChnlKindBdc, kCommand, 0x80000000U), VLPER_PARAM);
     EXPECT_EQ(send(1, kLaser, ChnlKindBdc, kCommand, 0xFFFFFFFFU), VLPER_PARAM);
     // The largest that can be returned gets as far as the channel that isn't there.
-    EXPECT_EQ(send(1, kLaser, ChnlKindBdc, kCommand, 0x7FFFFFFFU), VLPER_NOCHANNEL);
+    EXPECT_EQ(send(1, kLaser, ChnlKindQpl, kCommand, 0x7FFFFFFFU), VLPER_NOCHANNEL);
   }
 }
 

@@ -1,219 +1,143 @@
-// A life of the library again and again, with the first, second, third ... call of each
-// name failing, allocations included, until a life meets no failure.
+// Each part of a printer's life again and again, with the first, second, third ... call of
+// each name failing, allocations included, once or from then on, until a life meets no
+// failure.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <new>
+#include <cstdio>
 #include <set>
+#include <tuple>
 
-#include "platform/faults.h"
-#include "platform/kernel/scenario.h"
-#include "tests/system/fixture.h"
+#include "tests/support/fault_memory.h"
+#include "tests/system/fault_life.h"
 
 namespace system_test {
 namespace {
 
-const std::set<std::int32_t> kListedCodes = {
-    VLPER_NOTSUPPORT, VLPER_NOTCONNECT, VLPER_NOCHANNEL, VLPER_BUFFERSIZE, VLPER_TERMINATE,
-    VLPER_PARAM,      VLPER_MEMORY,     VLPER_SEND,      VLPER_BUSY,       VLPER_NOENTRY};
+#if defined(VLP_MEMORY_CANT_FAIL)
+constexpr bool kMemoryCanFail = false;
+#else
+constexpr bool kMemoryCanFail = true;
+#endif
 
-std::string FailedCalls() {
-  std::string text;
-  for (const std::string& name : platform::failed_calls()) text += " " + name;
-  return text;
-}
+// Nothing; the operations' lines and those of objects' lives; everything with all bytes.
+enum class Log : std::uint32_t { off = 0, on = 0x80000001, whole = 0xFFFFFFFF };
 
-// Uses of the library that bear that any step may fail.
-class Faults : public SystemTest {
+struct Tally {
+  unsigned lives = 0;
+  unsigned calls = 0;        // made to fail, once
+  unsigned allocations = 0;  // the same
+  unsigned lasting = 0;      // lives in which a call failed from then on
+
+  unsigned Faults() const { return calls + allocations + lasting; }
+};
+
+class Faults : public ::testing::TestWithParam<std::tuple<std::size_t, Log>> {
  protected:
-  void SetUp() override {}
-  void TearDown() override {}
+  static void TearDownTestSuite() {
+    std::printf(
+        "fault sweep: %u scenarios, %u lives, %u calls failed, %u allocations, %u lasting\n",
+        swept_, all_.lives, all_.calls, all_.allocations, all_.lasting);
+    RecordProperty("scenarios", static_cast<int>(swept_));
+    RecordProperty("lives", static_cast<int>(all_.lives));
+    RecordProperty("faults", static_cast<int>(all_.Faults()));
+  }
 
-  // One life in which the nth call of that name fails. True if it came to that.
-  bool Live(const std::string& call, unsigned nth, DWORD error) {
-    SCOPED_TRACE(call + ", time " + std::to_string(nth) + ", error " + std::to_string(error));
-    platform::begin_scenario({});
-    far_side::reset();
-    AddLaser();
-    LogTo(0xFFFFFFFF);
-    platform::clear_faults();
-    platform::watch_calls();
-    if (!call.empty()) platform::fail_call(call, nth, error);
-    {
-      const platform::UnderTest tested;
-      LoadAndUse();
-    }
-    const bool met = platform::faults_met() != 0;
-    Remember(platform::call_trace());
-    platform::clear_faults();
-    EXPECT_THAT(far_side::breaches(), ::testing::IsEmpty());
-    EXPECT_EQ(far_side::live_objects(), far_side::LiveObjects{});
-    EXPECT_EQ(far_side::task_blocks(), 0U);
-    EXPECT_EQ(platform::end_scenario(), "");
+  const Scenario& scenario() const { return Scenarios()[std::get<0>(GetParam())]; }
+  bool log() const { return mask() != 0; }
+  std::uint32_t mask() const { return static_cast<std::uint32_t>(std::get<1>(GetParam())); }
+
+  bool Live(const Fault& fault) {
+    ++tally_.lives;
+    FaultLife life(scenario(), fault, undisturbed_, mask());
+    const bool met = life.Live();
+    if (fault.call.empty()) undisturbed_ = life.made();
     return met;
   }
 
-  // Every call that a life makes, each time that it makes it. Gives how many failed.
-  unsigned Sweep(DWORD error, const char* more = nullptr) {
-    EXPECT_FALSE(Live("", 0, 0));
-    if (more != nullptr) calls_.insert(more);
-    unsigned failures = 0;
-    for (const std::string& call : std::set<std::string>(calls_)) {
-      for (unsigned nth = 1; Live(call, nth, error) && !HasFailure(); ++nth) ++failures;
+  // The calls of that name, one life each, or the first, second, fourth ... of them. Gives
+  // how many failed.
+  unsigned Sweep(Fault fault, bool sparse = false) {
+    unsigned failed = 0;
+    for (fault.nth = 1; !HasFailure() && Live(fault); fault.nth += sparse ? fault.nth : 1) ++failed;
+    return failed;
+  }
+
+  void SweepOnce(const std::vector<DWORD>& errors) {
+    for (const auto& [call, times] : undisturbed_.calls) {
+      for (const DWORD error : errors) {
+        const unsigned failed = Sweep({.call = call, .error = error});
+        tally_.calls += failed;
+        if (failed == 0) break;  // nor with another number
+        fallible_.insert(call);
+        if (call.starts_with("GetPrivateProfile")) break;  // which gives no number
+        EXPECT_GE(failed, times) << call << " fails at some times only";
+      }
     }
-    return failures;
+    tally_.allocations += Sweep({.call = kAllocation, .error = ERROR_NOT_ENOUGH_MEMORY});
   }
 
- private:
-  // The trace has a call a line, behind the name of its thread.
-  void Remember(const std::vector<std::string>& trace) {
-    for (const std::string& line : trace) calls_.insert(line.substr(line.rfind(' ') + 1));
-  }
-
-  void LoadAndUse() {
-    const HMODULE library = LoadLibraryA(LibraryFile());
-    const FARPROC address =
-        library != nullptr ? GetProcAddress(library, "VLPGetProviderInfo") : nullptr;
-    VlpGetProviderInfoCall info = nullptr;
-    std::memcpy(&info, &address, sizeof(info));
-    const ProviderTable* table = nullptr;
-    if (info != nullptr && info(&table) == 0) {
-      Use(*table);
-    } else {
-      const platform::Exempt exempt;
-      EXPECT_GT(platform::faults_met(), 0U) << "there is no table";
+  // Waits and signals fail once only, so there is nothing more to be seen of them.
+  void SweepLasting(DWORD error) {
+    for (const std::string& call : fallible_) {
+      if (call == "SetEvent" || call.starts_with("WaitFor")) continue;
+      tally_.lasting += Sweep({.call = call, .from_then_on = true, .error = error}, log());
     }
-    if (library != nullptr) FreeLibrary(library);
-    const platform::Exempt exempt;
-    // A wait for the worker's end that failed may have been too short.
-    platform::settle();
-    HMODULE found = nullptr;
-    EXPECT_EQ(
-        GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, LibraryFile(), &found),
-        FALSE)
-        << "it stays in memory";
+    tally_.lasting +=
+        Sweep({.call = kAllocation, .from_then_on = true, .error = ERROR_NOT_ENOUGH_MEMORY});
   }
 
-  void Use(const ProviderTable& table) {
-    char name[260];
-    std::uint64_t entries[11];
-    Check(table.GetConnectInf("UFName:Laser", name, entries), 1);
-    const std::int32_t asked = table.GetDeviceID(1, kLaser);
-    Check(asked, 0);
-    if (asked == 0) {
-      std::uint32_t id = 0;
-      std::uint8_t buffer[1024];
-      std::uint32_t size = sizeof(buffer);
-      Check(table.GetResult(&id, buffer, &size), 20);
-      EXPECT_EQ(id, 1U);
-    }
-    Check(table.GetStatus(2, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
-    const std::uint8_t command[] = {1, 2, 3};
-    Check(table.SendCommand(3, kLaser, ChnlKindBdc, command, 3), VLPER_NOCHANNEL);
-    Check(table.SendThroughCommand(3, kLaser, ChnlKindBdc, command, 3), VLPER_NOCHANNEL);
-    // Whatever failed, it failed once: the printer is asked again.
-    Check(table.GetConnectInf("UFName:Laser", name, entries), 1);
-    Check(table.Terminate(), 0);
+  void Record() {
+    RecordProperty("lives", static_cast<int>(tally_.lives));
+    RecordProperty("faults", static_cast<int>(tally_.Faults()));
+    ++swept_;
+    all_.lives += tally_.lives;
+    all_.calls += tally_.calls;
+    all_.allocations += tally_.allocations;
+    all_.lasting += tally_.lasting;
   }
 
-  void Check(std::int32_t code, std::int32_t without_fault) {
-    const platform::Exempt exempt;
-    EXPECT_FALSE(platform::any_lock_held());
-    if (code == without_fault) return;
-    EXPECT_GT(platform::faults_met(), 0U) << "code " << code << " without a cause";
-    EXPECT_EQ(kListedCodes.count(code), 1U) << "code " << code << " behind" << FailedCalls();
-  }
-
-  std::set<std::string> calls_;
+  Tally tally_;
+  Made undisturbed_;
+  std::set<std::string> fallible_;
+  static inline Tally all_;
+  static inline unsigned swept_ = 0;
 };
 
-TEST_F(Faults, ForWantOfMemoryLeaveNothingBehind) {
-  EXPECT_GT(Sweep(ERROR_NOT_ENOUGH_MEMORY, "operator new"), 150U) << "too few to be a sweep";
+TEST_P(Faults, LeaveNothingBehindAndThePrinterUsable) {
+  ASSERT_FALSE(Live({}));
+  const std::vector<DWORD> every = {ERROR_NOT_ENOUGH_MEMORY, ERROR_ACCESS_DENIED, ERROR_MORE_DATA,
+                                    ERROR_INVALID_HANDLE};
+  const std::vector<DWORD> one = {ERROR_ACCESS_DENIED};
+  SweepOnce(log() ? one : every);
+  SweepLasting(ERROR_ACCESS_DENIED);
+  Record();
+  const unsigned numbers = log() ? 1 : static_cast<unsigned>(every.size());
+  EXPECT_GE(tally_.calls, scenario().least_calls * numbers) << "too few to be a sweep";
+  EXPECT_GE(tally_.lasting, scenario().least_calls / 2) << "too few to be a sweep";
+  EXPECT_EQ(tally_.allocations != 0, kMemoryCanFail && scenario().allocates);
 }
 
-TEST_F(Faults, OfOtherErrorNumbersLeaveNothingBehind) {
-  for (const DWORD error : {DWORD{ERROR_ACCESS_DENIED}, DWORD{ERROR_MORE_DATA}}) {
-    EXPECT_GT(Sweep(error), 80U) << "too few to be a sweep";
+std::string NameOf(const ::testing::TestParamInfo<std::tuple<std::size_t, Log>>& of) {
+  const auto [scenario, log] = of.param;
+  const char* const ending = log == Log::off  ? ""
+                             : log == Log::on ? "WithTheLog"
+                                              : "WithTheWholeLog";
+  return Scenarios()[scenario].name + ending;
+}
+
+// Each without the log and with it, and one with all that can be logged.
+std::vector<std::tuple<std::size_t, Log>> Sweeps() {
+  std::vector<std::tuple<std::size_t, Log>> all;
+  for (std::size_t n = 0; n < Scenarios().size(); ++n) {
+    all.emplace_back(n, Log::off);
+    all.emplace_back(n, Log::on);
+    if (Scenarios()[n].name == "Command") all.emplace_back(n, Log::whole);
   }
+  return all;
 }
 
-// Calls that go on failing.
-class LastingFaults : public SystemTest {
- protected:
-  void TearDown() override {
-    platform::clear_faults();
-    SystemTest::TearDown();
-  }
-};
-
-TEST_F(LastingFaults, WithoutEventsThePrinterHasNoSpooler) {
-  AddLaser();
-  Load();
-  platform::fail_call_from("CreateEventA", 1, ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(provider().Connect(kLaser).code, VLPER_NOTSUPPORT);
-  platform::clear_faults();
-  EXPECT_EQ(provider().Connect(kLaser).code, VLPER_NOTSUPPORT) << "its worker isn't tried again";
-}
-
-TEST_F(LastingFaults, WithoutThreadsThePrinterHasNoSpooler) {
-  AddLaser();
-  Load();
-  platform::fail_call_from("CreateThread", 1, ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(provider().DeviceId(1, kLaser), VLPER_NOTSUPPORT);
-  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
-}
-
-TEST_F(LastingFaults, AQueueWithoutItsEventDeliversAllTheSame) {
-  AddLaser();
-  platform::fail_call("CreateEventA", 1, ERROR_NOT_ENOUGH_MEMORY);
-  Load();
-  ASSERT_EQ(platform::faults_met(), 1U);
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
-  EXPECT_EQ(provider().Take().request_id, 1U);
-}
-
-TEST_F(LastingFaults, ALogThatCannotBeWrittenDisturbsNothing) {
-  AddLaser();
-  LogTo(0xFFFFFFFF);
-  platform::fail_call_from("CreateFileA", 1, ERROR_SHARING_VIOLATION);
-  Load();
-  EXPECT_EQ(provider().Connect(kLaser).code, 1);
-  EXPECT_EQ(provider().DeviceId(1, kLaser), 0);
-  EXPECT_EQ(provider().Take().data, bytes_of(kLaserId));
-  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
-  EXPECT_GT(platform::faults_met(), 10U);
-}
-
-// ThreadSanitizer keeps the allocation to itself.
-bool AllocationsCanFail() {
-  const platform::UnderTest tested;
-  platform::fail_call("operator new", 1, ERROR_NOT_ENOUGH_MEMORY);
-  void* const memory = ::operator new(64, std::nothrow);
-  platform::clear_faults();
-  ::operator delete(memory);
-  return memory == nullptr;
-}
-
-TEST_F(LastingFaults, AResultThatFindsNoMemoryIsNotQueued) {
-  if (!AllocationsCanFail()) GTEST_SKIP() << "allocations are no fault points here";
-  AddLaser();
-  Load();
-  EXPECT_EQ(provider().Connect(kLaser).code, 1);
-  const std::string name = kLaser;
-  std::int32_t code = 0;
-  {
-    const platform::UnderTest tested;
-    platform::fail_call_from("operator new", 1, ERROR_NOT_ENOUGH_MEMORY);
-    code = provider().table().GetDeviceID(1, name.c_str());
-    platform::clear_faults();
-  }
-  EXPECT_EQ(code, VLPER_MEMORY);
-  EXPECT_FALSE(platform::any_lock_held());
-  ExpectNothingQueued();
-  EXPECT_EQ(far_side::counts(kLaser).device_id_queries, 1U) << "the cache still has it";
-}
+INSTANTIATE_TEST_SUITE_P(Of, Faults, ::testing::ValuesIn(Sweeps()), NameOf);
 
 }  // namespace
 }  // namespace system_test

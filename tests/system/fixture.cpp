@@ -8,12 +8,27 @@
 namespace system_test {
 namespace {
 
+using namespace std::string_literals;
+
 constexpr std::uint32_t kMarkerId = 0x4D41524B;
 constexpr const char* kMarker = "Marker printer";
 
 std::string NumberedLine(const char* key, std::size_t number, std::uint32_t value) {
   char line[64];
   std::snprintf(line, sizeof(line), "%s%02u=0x%X\n", key, static_cast<unsigned>(number), value);
+  return line;
+}
+
+// "LPT_ChnlStsCmd00=1B,40", as a profile lists bytes.
+std::string BytesLine(const char* key, std::size_t number, const Bytes& bytes) {
+  char text[32];
+  std::snprintf(text, sizeof(text), "%s%02u=", key, static_cast<unsigned>(number));
+  std::string line = text;
+  for (const std::uint8_t byte : bytes) {
+    std::snprintf(text, sizeof(text), "%02X,", static_cast<unsigned>(byte));
+    line += text;
+  }
+  line.back() = '\n';
   return line;
 }
 
@@ -31,8 +46,15 @@ std::string ProfileLines(const std::vector<Channel>& channels, const std::string
   for (std::size_t n = 0; n < channels.size(); ++n) {
     lines += NumberedLine("LPT_Channel", n, channels[n].kind);
     lines += NumberedLine("LPT_ChnlMode", n, channels[n].mode);
+    if (channels[n].status_command.empty()) continue;
+    lines += BytesLine("LPT_ChnlStsCmd", n, channels[n].status_command);
   }
   return lines + more;
+}
+
+Bytes TextStatusRequest() {
+  return bytes_of(
+      "\x1B@\x1B@\x1B(R\x08\x00\x00REMOTE1ST\x02\x00\x00\x01ST\x01\x00\x01\x1B\x00\x00\x00"s);
 }
 
 void SystemTest::SetUp() {
@@ -65,7 +87,9 @@ void SystemTest::AddPrinter(const std::string& name, const std::string& port,
   far_side::set_device_id(port, bytes_of(device_id));
 }
 
-void SystemTest::AddLaser() { AddPrinter(kLaser, "USB001", kLaserId, {{ChnlKindBdc}}); }
+void SystemTest::AddLaser() {
+  AddPrinter(kLaser, "USB001", kLaserId, {{ChnlKindBdc, 7, TextStatusRequest()}});
+}
 
 void SystemTest::LogTo(std::uint32_t mask) {
   log_folder_ = far_side::fresh_log_directory();

@@ -23,10 +23,14 @@ inline constexpr std::uint32_t kLogLife = 0x80000000;
 struct Channel {
   ChannelKind kind = 0;
   std::uint32_t mode = 7;
+  Bytes status_command = {};  // empty: the profile says nothing of one
 };
 
 // Lines of a profile with these channels, in this order, and further lines behind them.
 std::string ProfileLines(const std::vector<Channel>& channels, const std::string& more = {});
+
+// What asks a printer on its BDC channel for its status, as text.
+Bytes TextStatusRequest();
 
 // An empty world at the start; at the end the library is terminated and unloaded, and
 // nothing may be left of it: no handle, no lock, no thread, no COM object, nothing that
@@ -45,7 +49,7 @@ class SystemTest : public ::testing::Test {
   // is named after its port.
   void AddPrinter(const std::string& name, const std::string& port, const std::string& device_id,
                   const std::vector<Channel>& channels, const std::string& more_lines = {});
-  // The usual one: "Laser" at USB001 with a BDC channel.
+  // The usual one: "Laser" at USB001 with a BDC channel, which gives its status as text.
   void AddLaser();
 
   // Settings for the next load, with a folder of its own.

@@ -24,7 +24,7 @@ class LogFiles : public SystemTest {
     far_side::set_log(settings);
     Load();
     ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
-    EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
+    EXPECT_EQ(provider().Status(1, kLaser, ChnlKindQpl), VLPER_NOCHANNEL);
     DropProvider();
   }
 
@@ -150,15 +150,15 @@ TEST_F(LogFiles, ChangeAtHalfTheSizeThatIsSet) {
   far_side::set_log(settings);
   Load();
   // The first stamp makes the file; its size gives that of all.
-  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
+  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindQpl), VLPER_NOCHANNEL);
   const std::size_t stamp = File("Laser.dat").value_or("").size();
   ASSERT_GT(stamp, 0U);
   FillTo("Laser.dat", 50000 - stamp - 1);
-  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
+  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindQpl), VLPER_NOCHANNEL);
   EXPECT_EQ(File("Laser.dat").value_or("").size(), 49999U);
   EXPECT_FALSE(File("Laser_0.dat").has_value());
   FillTo("Laser.dat", 50000 - stamp);
-  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
+  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindQpl), VLPER_NOCHANNEL);
   EXPECT_EQ(File("Laser_0.dat").value_or("").size(), 50000U);
   EXPECT_EQ(File("Laser.dat").value_or("").size(), stamp) << "the fresh file has its stamp";
 }
@@ -168,7 +168,7 @@ TEST_F(LogFiles, ReplaceTheOlderOfTheTwo) {
   Load();
   FillTo("Laser_0.dat", 10);
   FillTo("Laser.dat", 1234);
-  EXPECT_EQ(provider().Command(1, kLaser, ChnlKindBdc, {1}), VLPER_NOCHANNEL);
+  EXPECT_EQ(provider().Command(1, kLaser, ChnlKindQpl, {1}), VLPER_NOCHANNEL);
   EXPECT_GT(File("Laser_0.dat").value_or("").size(), 1234U);
 }
 
@@ -178,9 +178,9 @@ TEST_F(LogFiles, AreLookedAtOnlyByStatusAndCommands) {
   FillTo("Laser.dat", 5000);
   ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
   EXPECT_EQ(provider().Connect(kLaser).code, 1);
-  EXPECT_EQ(provider().Through(1, kLaser, ChnlKindBdc, {1}), VLPER_NOCHANNEL);
+  EXPECT_EQ(provider().Through(1, kLaser, ChnlKindQpl, {1}), VLPER_NOCHANNEL);
   EXPECT_FALSE(File("Laser_0.dat").has_value());
-  EXPECT_EQ(provider().Command(1, kLaser, ChnlKindBdc, {1}), VLPER_NOCHANNEL);
+  EXPECT_EQ(provider().Command(1, kLaser, ChnlKindQpl, {1}), VLPER_NOCHANNEL);
   EXPECT_TRUE(File("Laser_0.dat").has_value());
 }
 

@@ -26,7 +26,7 @@ TEST_F(Names, MakeOnePrinterEachAndKeepIt) {
   Load();
   ASSERT_EQ(provider().DeviceId(1, kLaser), 0);
   EXPECT_EQ(provider().Connect(kLaser).code, 1);
-  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
+  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindQpl), VLPER_NOCHANNEL);
   EXPECT_EQ(provider().Terminate(), 0);
   EXPECT_EQ(provider().Connect(kLaser).code, 1);
   EXPECT_EQ(Made(kLaser, kLaser), 1);

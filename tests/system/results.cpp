@@ -190,7 +190,8 @@ TEST_F(HeldCall, HoldsUpOnlyItsOwnPrinter) {
   EXPECT_EQ(provider().Connect("Other").code, 1);
   ASSERT_EQ(provider().DeviceId(1, "Other"), 0);
   EXPECT_EQ(provider().Take().request_id, 1U);
-  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL);
+  EXPECT_EQ(provider().Status(1, kLaser, ChnlKindBdc), VLPER_NOCHANNEL)
+      << "its channels aren't known yet";
   gate_.Set();
   asker.Join();
   EXPECT_EQ(answer.code, 1);

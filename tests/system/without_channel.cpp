@@ -1,4 +1,4 @@
-// Status requests and commands as far as they go: a printer without a usable channel.
+// Status requests and commands before the printer has been asked for its channels.
 
 #include "tests/system/digits.h"
 #include "tests/system/fixture.h"
