@@ -3,20 +3,18 @@
 #include "tests/operations/operations_fixture.h"
 #include "tests/support/virtual_time.h"
 
-#include <dlfcn.h>
-
 namespace {
 
 HANDLE gate = nullptr;  // where each caller of ClosePrinter waits, if there is one
 
 }  // namespace
 
-// Stands before the layer's. A query closes the printer when it has learned everything.
-BOOL WINAPI ClosePrinter(HANDLE printer) {
+// The linker puts this in the place of the layer's. A query closes the printer
+// when it has learned everything.
+extern "C" BOOL WINAPI __real_ClosePrinter(HANDLE printer);
+extern "C" BOOL WINAPI __wrap_ClosePrinter(HANDLE printer) {
   if (gate != nullptr) WaitForSingleObject(gate, INFINITE);
-  using Close = BOOL(WINAPI*)(HANDLE);
-  static const auto close = reinterpret_cast<Close>(dlsym(RTLD_NEXT, "ClosePrinter"));
-  return close(printer);
+  return __real_ClosePrinter(printer);
 }
 
 namespace vlp {

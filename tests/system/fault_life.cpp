@@ -28,14 +28,10 @@ constexpr const char* kProfile =
     "LPT_Channel01=0x10010003\nLPT_ChnlMode01=7\n"
     "LPT_ChnlStsCmd01=1B,40,1B,40,1B,28,52,08,00,00,52,45,4D,4F,54,45,31,"
     "53,54,02,00,00,01,53,54,01,00,01,1B,00,00,00\n"
-    "LPT_Channel02=0x10010004\nLPT_ChnlMode02=7\n"
-    "LPT_ChnlStsCmd02=1B,01,40,51,50,4C,20,49,4E,46,4F,20,53,54,41,54,55,53,0D,0A,"
-    "40,51,50,4C,20,45,4E,20,4C,41,3D,5A,52,44,2F,50,41,47,45,0A,"
-    "1D,31,30,3B,31,6C,53,1D,31,32,6D,6C,53\n"
-    "LPT_Channel03=0x10010008\nLPT_ChnlMode03=3\n";
+    "LPT_Channel02=0x10010008\nLPT_ChnlMode02=3\n";
 // Status goes by BDC where both have it.
 const std::set<std::uint64_t> kEntries = {0x0000'0003'1001'0002, 0x0000'0007'1001'0003,
-                                          0x0000'0007'1001'0004, 0x0000'0003'1001'0008};
+ 0x0000'0003'1001'0008};
 constexpr const char* kStatusItem =
     "@BDC ST\r\nST:0400;ER:00;PA:A4;MC:514E3432303030303137;SE:01;\f";
 
@@ -107,7 +103,7 @@ void FaultLife::BringBack() const {
       monitor.plug({.port = port,
                     .device_id = bytes_of(kDeviceId),
                     .serial_number = "QN42000017",
-                    .languages = {"QPL", "BDC", "ZRDPAGE", "END4"}});
+                    .languages = {"QPL", "BDC", "END4"}});
     }
   });
   if (log_ == 0) return;
@@ -120,7 +116,8 @@ void FaultLife::BringBack() const {
 
 void FaultLife::Arm() {
   platform::clear_faults();
-  platform::watch_calls();
+  // A trace of every life would take longer than the lives.
+  if (fault_.call.empty()) platform::watch_calls();
   if (fault_.from_then_on) {
     platform::fail_call_from(fault_.call, fault_.nth, fault_.error);
   } else if (!fault_.call.empty()) {

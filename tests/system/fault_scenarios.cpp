@@ -9,7 +9,6 @@ using far_side::bytes_of;
 using namespace std::string_literals;
 
 const std::string kBdcItem = "@BDC ST\r\nST:0400;ER:00;PA:A4;MC:514E3432303030303137;SE:01;\f";
-const std::string kPageItem = "@QPL STATUS CODE=0400;MC:514E3432303030303137\n";
 
 far_side::Bytes Echo(const std::string& text) {
   return bytes_of("ec"s + static_cast<char>(text.size()) + '\0' + text);
@@ -78,8 +77,6 @@ std::vector<Scenario> MakeScenarios() {
                  8});
   all.push_back(
       {"Status", LoadAndConnect, [](FaultLife& life) { life.Status(ChnlKindBdc, kBdcItem); }, 25});
-  all.push_back({"StatusByThePageLanguage", LoadAndConnect,
-                 [](FaultLife& life) { life.Status(ChnlKindZrdPage, kPageItem); }, 25});
   all.push_back({"Command", LoadAndConnect,
                  [](FaultLife& life) { life.Command(ChnlKindBdc, Echo("hello"), "hello"); }, 25});
   all.push_back(
