@@ -6,12 +6,17 @@ function(vlp_room name)
   target_link_libraries(vlp_${name} PUBLIC vlp_settings vlp_platform_calls ${ARG_LINKS})
 endfunction()
 
-# vlp_test(NAME SOURCES ... [LINKS ...] [NATIVE_ONLY] [RUN_ALONE]): one GoogleTest
-# program. It runs natively, and under Wine in the windows build unless NATIVE_ONLY.
+# vlp_test(NAME SOURCES ... [LINKS ...] [NATIVE_ONLY] [ONE_THREAD] [RUN_ALONE]): one
+# GoogleTest program. It runs natively, and under Wine in the windows build unless
+# NATIVE_ONLY. ONE_THREAD leaves it out of the ThreadSanitizer build: what it runs, it
+# runs on one thread, or another program of its folder runs on several.
 # Its results by case are left in results/NAME.xml, which scripts/test counts.
 function(vlp_test name)
-  cmake_parse_arguments(ARG "NATIVE_ONLY;RUN_ALONE" "" "SOURCES;LINKS" ${ARGN})
+  cmake_parse_arguments(ARG "NATIVE_ONLY;ONE_THREAD;RUN_ALONE" "" "SOURCES;LINKS" ${ARGN})
   if(WIN32 AND ARG_NATIVE_ONLY)
+    return()
+  endif()
+  if(ARG_ONE_THREAD AND VLPBIDI_SANITIZE STREQUAL "thread")
     return()
   endif()
   add_executable(test_${name} ${ARG_SOURCES})

@@ -1,5 +1,7 @@
 #include "support/wide_text.h"
 
+#include <new>
+
 namespace vlp {
 
 std::basic_string<WCHAR> ToWide(std::string_view text) {
@@ -8,7 +10,8 @@ std::basic_string<WCHAR> ToWide(std::string_view text) {
   if (text.empty()) return wide;
   const int units = MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
                                         wide.data(), static_cast<int>(wide.size()));
-  wide.resize(units > 0 ? static_cast<std::size_t>(units) : 0);
+  if (units <= 0) throw std::bad_alloc();
+  wide.resize(static_cast<std::size_t>(units));
   return wide;
 }
 

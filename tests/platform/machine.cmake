@@ -5,10 +5,12 @@ else()
   set(vlp_own_machine own_machine.cpp own_machine_native.cpp)
 endif()
 foreach(part registry profile file text text_932 spooler redirector)
-  vlp_test(platform_${part} SOURCES ${part}_calls.cpp ${vlp_own_machine}
+  vlp_test(platform_${part} ONE_THREAD SOURCES ${part}_calls.cpp ${vlp_own_machine}
       LINKS vlp_settings vlp_platform_calls)
 endforeach()
-target_sources(test_platform_registry PRIVATE signatures_machine.cpp)
+if(TARGET test_platform_registry)
+  target_sources(test_platform_registry PRIVATE signatures_machine.cpp)
+endif()
 if(WIN32)
   # The locale of the process chooses Wine's code page.
   set_tests_properties(platform_text_932 PROPERTIES ENVIRONMENT
@@ -25,7 +27,7 @@ if(NOT WIN32)
       SOURCES machine_folder.cpp machine_described.cpp machine_faults.cpp machine_shares.cpp machine_threads.cpp
           ${vlp_own_machine}
       LINKS vlp_settings vlp_platform_calls vlp_simulator)
-  vlp_test(platform_parsers NATIVE_ONLY
+  vlp_test(platform_parsers ONE_THREAD NATIVE_ONLY
       SOURCES reg_file.cpp code_page.cpp ini_text.cpp $<TARGET_OBJECTS:vlp_machine_parsers>
       LINKS vlp_settings vlp_platform_calls)
 endif()

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <set>
 
 #include "platform/bidi_monitor.h"
@@ -18,31 +17,19 @@ using far_side::Bytes;
 using far_side::bytes_of;
 using namespace std::string_literals;
 
-const std::set<std::int32_t> kListedCodes = {
-    VLPER_NOTSUPPORT, VLPER_NOTCONNECT, VLPER_NOCHANNEL, VLPER_BUFFERSIZE, VLPER_TERMINATE,
-    VLPER_PARAM,      VLPER_MEMORY,     VLPER_SEND,      VLPER_BUSY,       VLPER_NOENTRY};
-
-constexpr const char* kDeviceId = "MFG:V;CMD:QPL,BDC,END4;MDL:L;";
 constexpr const char* kProfile =
     "LPT_Channel00=0x10010002\nLPT_ChnlMode00=7\n"
     "LPT_Channel01=0x10010003\nLPT_ChnlMode01=7\n"
     "LPT_ChnlStsCmd01=1B,40,1B,40,1B,28,52,08,00,00,52,45,4D,4F,54,45,31,"
     "53,54,02,00,00,01,53,54,01,00,01,1B,00,00,00\n"
     "LPT_Channel02=0x10010008\nLPT_ChnlMode02=3\n";
-// Status goes by BDC where both have it.
-const std::set<std::uint64_t> kEntries = {0x0000'0003'1001'0002, 0x0000'0007'1001'0003,
- 0x0000'0003'1001'0008};
 constexpr const char* kStatusItem =
     "@BDC ST\r\nST:0400;ER:00;PA:A4;MC:514E3432303030303137;SE:01;\f";
 
 // Small enough that a life's lines make more than one file of it.
 constexpr std::uint32_t kLogSize = 4096;
-// More than a result stays unseen because its signal was lost, or the event missing.
-constexpr DWORD kTakerLooksMs = 1200;
 // What is known of a printer is too old then.
 constexpr DWORD kAgeMs = 31'000;
-// Of a printer's two names, an alias and the real one, the spooler is told the last.
-constexpr const char* kNaming = "MultiByteToWideChar";
 
 void AddPrinter(const std::string& name, const std::string& port,
                 const std::optional<std::string>& published = {}) {
@@ -101,7 +88,7 @@ void FaultLife::BringBack() const {
     monitor.reset();
     for (const char* const port : {"USB001", "USB002", "USB003"}) {
       monitor.plug({.port = port,
-                    .device_id = bytes_of(kDeviceId),
+                    .device_id = bytes_of(FaultLife::kDeviceId),
                     .serial_number = "QN42000017",
                     .languages = {"QPL", "BDC", "END4"}});
     }
@@ -155,11 +142,6 @@ FaultLife::Aftermath FaultLife::Expected() const {
   if (scenario_.first_use &&
       (kWorkerCalls.count(call) != 0 || (kFirstOfWorker.count(call) != 0 && fault_.nth == 1))) {
     return Aftermath::worker_is_missing;
-  }
-  const auto namings = undisturbed_.calls.find(kNaming);
-  if (scenario_.first_use && call == kNaming &&
-      (fault_.from_then_on || fault_.nth == namings->second)) {
-    return Aftermath::name_is_missing;
   }
   const bool opening = call == "OpenPrinterA" && fault_.nth == undisturbed_.profile_opening;
   if (scenario_.reads_profile && (kProfileCalls.count(call) != 0 || opening)) {
@@ -250,159 +232,6 @@ void FaultLife::ExpectNothingLeft() const {
   EXPECT_EQ(far_side::live_objects(), far_side::LiveObjects{});
   EXPECT_EQ(far_side::task_blocks(), 0U);
   EXPECT_EQ(platform::end_scenario(), "");
-}
-
-// --- The library and its operations ------------------------------------------------------------
-
-void FaultLife::Load() {
-  terminated_ = false;
-  const platform::UnderTest tested;
-  library_ = LoadLibraryA(LibraryFile());
-  if (library_ == nullptr) return;
-  const FARPROC address = GetProcAddress(library_, "VLPGetProviderInfo");
-  VlpGetProviderInfoCall info = nullptr;
-  std::memcpy(&info, &address, sizeof(info));
-  const std::int32_t code = info != nullptr ? info(&table_) : VLPER_NOTSUPPORT;
-  const platform::Exempt exempt;
-  EXPECT_EQ(code == 0, table_ != nullptr);
-  EXPECT_TRUE(code == 0 || code == VLPER_NOTSUPPORT) << code;
-  EXPECT_FALSE(platform::any_lock_held());
-}
-
-void FaultLife::Unload() {
-  table_ = nullptr;
-  if (library_ == nullptr) return;
-  {
-    const platform::UnderTest tested;
-    FreeLibrary(library_);
-  }
-  library_ = nullptr;
-  ExpectNoLock();
-  if (!armed_) ExpectUnloaded();
-}
-
-// A taker may be looking at the queue at this moment.
-void FaultLife::ExpectNoLock() const {
-  // A mutex that can't be given back is held, whatever its holder does.
-  if (fault_.call == "ReleaseMutex") return;
-  EXPECT_EQ(platform::locks_held_by(GetCurrentThreadId()), std::vector<std::string>{});
-  EXPECT_TRUE(taker_ != nullptr || !platform::any_lock_held());
-}
-
-template <typename Call>
-std::int32_t FaultLife::Tested(std::int32_t good, Call call) {
-  const std::size_t batches = far_side::batches().size();
-  std::int32_t code = 0;
-  {
-    const platform::UnderTest tested;
-    code = call();
-  }
-  ExpectNoLock();
-  EXPECT_LE(far_side::batches().size(), batches + 1) << "the printer was asked twice";
-  if (code == good) return code;
-  EXPECT_TRUE(armed_ && platform::faults_met() > 0) << "code " << code << " without a cause";
-  EXPECT_TRUE(kListedCodes.contains(code) || (good > 0 && code > 0 && code < good))
-      << "code " << code;
-  return code;
-}
-
-std::int32_t FaultLife::Connect() {
-  const std::string prefixed = "UFName:" + printer_;
-  std::uint64_t entries[11] = {};
-  char name[260] = {};
-  const std::int32_t code = Tested(static_cast<std::int32_t>(kEntries.size()), [&] {
-    return table_->GetConnectInf(prefixed.c_str(), name, entries);
-  });
-  EXPECT_EQ(std::string(name), code > 0 || code == VLPER_NOENTRY ? printer_ : std::string());
-  ExpectEntries(code, entries);
-  return code;
-}
-
-void FaultLife::ExpectEntries(std::int32_t count, const std::uint64_t* entries) const {
-  std::set<std::uint64_t> seen;
-  for (std::int32_t n = 0; n < count; ++n) seen.insert(entries[n]);
-  EXPECT_EQ(static_cast<std::int32_t>(seen.size()), std::max(count, 0)) << "an entry twice";
-  for (const std::uint64_t entry : seen) {
-    // Of a profile that can't be read, modes may be missing.
-    const bool hurt = armed_ && platform::faults_met() > 0 && scenario_.reads_profile;
-    EXPECT_TRUE(hurt || kEntries.contains(entry)) << std::hex << entry;
-  }
-}
-
-std::int32_t FaultLife::Name() {
-  return Tested(VLPER_NOCHANNEL,
-                [&] { return table_->GetStatus(1, printer_.c_str(), ChnlKindBdc); });
-}
-
-std::int32_t FaultLife::Ask(std::int32_t code, Bytes data, bool may_be_empty) {
-  asked_.push_back({last_id_, code, std::move(data), may_be_empty});
-  return code;
-}
-
-std::int32_t FaultLife::DeviceId() {
-  ++last_id_;
-  return Ask(Tested(0, [&] { return table_->GetDeviceID(last_id_, printer_.c_str()); }),
-             bytes_of(kDeviceId));
-}
-
-std::int32_t FaultLife::Status(ChannelKind kind, const std::string& item) {
-  ++last_id_;
-  return Ask(Tested(0, [&] { return table_->GetStatus(last_id_, printer_.c_str(), kind); }),
-             bytes_of(item));
-}
-
-std::int32_t FaultLife::Command(ChannelKind kind, const Bytes& command, const std::string& reply) {
-  ++last_id_;
-  const auto size = static_cast<std::uint32_t>(command.size());
-  const std::int32_t code = Tested(static_cast<std::int32_t>(size), [&] {
-    return table_->SendCommand(last_id_, printer_.c_str(), kind, command.data(), size);
-  });
-  EXPECT_TRUE(code < 0 || code == static_cast<std::int32_t>(size)) << code;
-  return Ask(code, bytes_of(reply), armed_ && platform::faults_met() > 0);
-}
-
-std::int32_t FaultLife::Through(const Bytes& command) {
-  ++last_id_;
-  const auto size = static_cast<std::uint32_t>(command.size());
-  const std::int32_t code = Tested(static_cast<std::int32_t>(size), [&] {
-    return table_->SendThroughCommand(last_id_, printer_.c_str(), ChnlKindBdc, command.data(),
-                                      size);
-  });
-  EXPECT_TRUE(code < 0 || code == static_cast<std::int32_t>(size)) << code;
-  return Ask(code, {});
-}
-
-void FaultLife::Terminate() {
-  {
-    const platform::UnderTest tested;
-    EXPECT_EQ(table_->Terminate(), 0);
-  }
-  terminated_ = true;
-  // Whoever sits in the library leaves it, also if the signal was lost.
-  Sleep(kTakerLooksMs);
-  ExpectNoLock();
-}
-
-void FaultLife::StartTaker() {
-  taker_ = std::make_unique<test::TestThread>("taker", [this] { Take(); });
-  platform::settle();
-}
-
-void FaultLife::Take() {
-  for (;;) {
-    std::uint32_t id = 0;
-    Bytes data(2048);
-    auto size = static_cast<std::uint32_t>(data.size());
-    std::int32_t code = 0;
-    {
-      const platform::UnderTest tested;
-      code = table_->GetResult(&id, data.data(), &size);
-    }
-    if (code == VLPER_TERMINATE) return;
-    ASSERT_GT(code, 0);
-    data.resize(size);
-    taken_.emplace(id, std::move(data));
-  }
 }
 
 }  // namespace system_test

@@ -19,6 +19,8 @@
 namespace system_test {
 
 inline constexpr const char* kAllocation = "operator new";
+// More than a result stays unseen because its signal was lost, or the event missing.
+inline constexpr DWORD kTakerLooksMs = 1200;
 
 // Which call fails; none if it has no name.
 struct Fault {
@@ -84,6 +86,7 @@ class FaultLife {
   // From now on the parts use this printer; the first is kPrinter.
   void UsePrinter(const std::string& name) { printer_ = name; }
 
+  static constexpr const char* kDeviceId = "MFG:V;CMD:QPL,BDC,END4;MDL:L;";
   static constexpr const char* kPrinter = "Printer";
   static constexpr const char* kSecond = "Second";
   static constexpr const char* kAlias = "\\\\CSR|server\\alias";
@@ -96,7 +99,7 @@ class FaultLife {
     far_side::Bytes data;
     bool may_be_empty;  // a lost reply looks like none
   };
-  enum class Aftermath { works, profile_is_hurt, name_is_missing, worker_is_missing };
+  enum class Aftermath { works, profile_is_hurt, worker_is_missing };
 
   void Describe() const;
   void BringBack() const;
