@@ -78,5 +78,39 @@ TEST_F(LastingFaults, AResultThatFindsNoMemoryIsNotQueued) {
   EXPECT_EQ(far_side::counts(kLaser).device_id_queries, 1U) << "the cache still has it";
 }
 
+// The printer has run the command, but the caller couldn't be given its reply.
+TEST_F(LastingFaults, AReplyThatFoundNoMemoryWaitsForItsCommand) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
+  AddLaser();
+  Load();
+  EXPECT_EQ(provider().Connect(kLaser).code, 1);
+  const std::string name = kLaser;
+  const Bytes command = {'e', 'c', 2, 0, 'o', 'k'};
+  unsigned kept = 0;
+  for (unsigned nth = 1;; ++nth) {
+    SCOPED_TRACE(nth);
+    const std::uint32_t before = far_side::counts(kLaser).commands;
+    std::int32_t code = 0;
+    {
+      const platform::UnderTest tested;
+      platform::fail_call("operator new", nth, ERROR_NOT_ENOUGH_MEMORY);
+      code = provider().table().SendCommand(1, name.c_str(), ChnlKindBdc, command.data(), 6);
+    }
+    const bool met = platform::faults_met() != 0;
+    platform::clear_faults();
+    EXPECT_FALSE(platform::any_lock_held());
+    const bool sent = far_side::counts(kLaser).commands != before;
+    if (code == 6) {
+      EXPECT_EQ(provider().Take().data, bytes_of("ok"));
+    }
+    if (!met) break;
+    EXPECT_EQ(code, VLPER_MEMORY);
+    EXPECT_EQ(provider().Command(2, kLaser, ChnlKindBdc, command), 6);
+    EXPECT_EQ(provider().Take().data, bytes_of("ok"));
+    if (sent && far_side::counts(kLaser).commands == before + 1) ++kept;
+  }
+  EXPECT_GT(kept, 0U) << "the second call always sent it anew";
+}
+
 }  // namespace
 }  // namespace system_test
