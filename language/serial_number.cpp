@@ -70,8 +70,9 @@ std::optional<SerialNumber> FromBinary(Bytes binary) {
 // A status in text form is read as such even if the number in it is spoilt.
 std::optional<SerialNumber> GetSerialFromStatus(Bytes status) {
   if (status.size() < kStatusMin) return std::nullopt;
-  if (const auto text = MemFindAfter(kBdcStatusHead, status))
+  if (const auto text = MemFindAfter(kBdcStatusHead, status)) {
     return FromText(status.subspan(*text));
+  }
   if (const auto binary = MemFindAfter(kBdcStatus2Head, status)) {
     return FromBinary(status.subspan(*binary));
   }

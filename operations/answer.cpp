@@ -1,6 +1,6 @@
 #include "operations/answer.h"
 
-#include <cstring>
+#include <algorithm>
 
 #include "include/vlpbidi.h"
 
@@ -14,7 +14,7 @@ std::int32_t AnswerFrom(DbgLog* log, const char* text, std::span<const std::uint
     DbgLogPut(log, kLogPrinter, kLogError, text, "rc", VLPER_BUFFERSIZE);
     return VLPER_BUFFERSIZE;
   }
-  if (!data.empty()) std::memcpy(buffer, data.data(), data.size());
+  std::copy(data.begin(), data.end(), buffer);
   DbgLogData(log, kLogPrinter, kLogData, data.data(), *length, text);
   return 0;
 }

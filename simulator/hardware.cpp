@@ -124,7 +124,7 @@ class Values {
   bool given(const std::string& key) const { return !text(key).empty(); }
 
   std::string serial(const std::string& key) {
-    const std::string value = text(key);
+    std::string value = text(key);
     if (value.size() > longest_serial) {
       fail(key, "has more than ten characters");
     }

@@ -168,7 +168,7 @@ std::optional<uint64_t> PortMonitor::wait_for_turn(uint64_t ticket, const Pendin
 
 void PortMonitor::collect_from(const std::string& port, Printer& printer) {
   for (const std::string& text : printer.take_breaches()) {
-    breach("port " + port + ": " + text);
+    breach(std::string("port ").append(port).append(": ").append(text));
   }
 }
 

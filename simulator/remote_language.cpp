@@ -30,7 +30,7 @@ constexpr std::array<Command, 8> commands{{{"ti", 0},
                                            {"je", 1},
                                            {"sn", any_length}}};
 
-uint8_t lower(uint8_t c) { return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c - 'A' + 'a') : c; }
+char lower(uint8_t c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); }
 
 bool is_letter(uint8_t c) { return lower(c) >= 'a' && lower(c) <= 'z'; }
 
