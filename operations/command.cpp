@@ -44,7 +44,7 @@ std::int32_t CPrinterInf::RunCommand(ChannelKind kind, const std::uint8_t* comma
 
   std::uint32_t received = ReceiveCapacity();
   const auto buffer = std::make_unique_for_overwrite<std::uint8_t[]>(received);
-  std::int32_t rc = SendOnSchemaRoad(kind, command, commandLength, buffer.get(), &received);
+  std::int32_t rc = SendOnSchemaRoad(kind, command, commandLength, false, buffer.get(), &received);
   if (rc != 0) return rc;
 
   ReplyCache next;

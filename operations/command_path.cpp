@@ -14,15 +14,13 @@ std::int32_t CPrinterInf::SendThroughCommand(ChannelKind kind, const std::uint8_
   DbgLogData(log.get(), kLogPrinter, kLogData, command, length,
              "CPrinterInf::SendThroughCommand Enter");
   const std::int32_t rc =
-      MemoryAsCode([&] { return SendOnSchemaRoad(kind, command, length, nullptr, nullptr); });
+      MemoryAsCode([&] { return SendOnSchemaRoad(kind, command, length, true, nullptr, nullptr); });
   return LogReturn("CPrinterInf::SendCommand Return", rc);
 }
 
-// Without room for a reply it is a through command.
 std::int32_t CPrinterInf::SendOnSchemaRoad(ChannelKind kind, const std::uint8_t* command,
-                                           std::uint32_t commandLength, std::uint8_t* output,
-                                           std::uint32_t* outputLength) {
-  const bool through = output == nullptr;
+                                           std::uint32_t commandLength, bool through,
+                                           std::uint8_t* output, std::uint32_t* outputLength) {
   const std::shared_ptr<const ConnectRecords> channels = connectInfo->Get();
   const ChannelRecord* const record = channels->Find(kind);
   if (record == nullptr || (record->mode & VLP_MODE_COMMAND) != VLP_MODE_COMMAND) {

@@ -102,7 +102,7 @@ class CPrinterInf {
   std::int32_t RunCommand(ChannelKind kind, const std::uint8_t* command,
                           std::uint32_t commandLength);
   std::int32_t SendOnSchemaRoad(ChannelKind kind, const std::uint8_t* command,
-                                std::uint32_t commandLength, std::uint8_t* output,
+                                std::uint32_t commandLength, bool through, std::uint8_t* output,
                                 std::uint32_t* outputLength);
   std::int32_t CopyEntries(std::uint64_t* entries) const;
   std::int32_t LogReturn(const char* text, std::int32_t rc);
