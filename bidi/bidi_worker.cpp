@@ -4,21 +4,13 @@
 #include <objbase.h>
 
 #include "bidi/c_bidi_if.h"
+#include "support/module_reference.h"
+#include "support/waits.h"
 
 namespace vlp {
 namespace {
 
 DWORD Low16(HRESULT hr) { return static_cast<DWORD>(hr) & 0xFFFF; }
-
-KernelHandle CreateAutoResetEvent() {
-  return KernelHandle(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-}
-
-// Waits without limit. Giving up a wait that failed would take the interface from under a
-// caller, or the object from under its thread, so it is made again.
-void WaitToTheEnd(HANDLE handle) {
-  while (WaitForSingleObject(handle, INFINITE) == WAIT_FAILED && handle != nullptr) Sleep(1);
-}
 
 }  // namespace
 
@@ -43,14 +35,9 @@ void CBidiIF::StartWorker() {
   EndWorker();
 }
 
-// The thread holds a reference on this module for as long as it runs: code that could
-// be unmapped under it would crash, and unloading would have to wait for its end under
-// the loader lock, which the end itself needs.
 bool CBidiIF::StartThread() {
-  if (GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                         reinterpret_cast<LPCSTR>(&CBidiIF::WorkerThread), &m_hModule) == FALSE) {
-    return false;
-  }
+  m_hModule = AddModuleReference();
+  if (m_hModule == nullptr) return false;
   m_hThread.Reset(CreateThread(nullptr, 0, &CBidiIF::WorkerThread, this, 0, nullptr));
   if (!m_hThread) FreeLibrary(m_hModule);
   return static_cast<bool>(m_hThread);
@@ -86,7 +73,7 @@ DWORD CBidiIF::BidiWorkerProc(CBidiIF* self) noexcept {
 
 void CBidiIF::EndWorker() {
   if (m_hThread) {
-    while (SetEvent(m_hQuit.Get()) == FALSE) Sleep(1);
+    Signal(m_hQuit.Get());
     WaitToTheEnd(m_hThread.Get());
     m_hThread.Reset();
   }

@@ -299,9 +299,15 @@ Object* make_event(bool manual, bool set) { return new Event(manual, set); }
 
 void set_event(Object& object) {
   happens_before(&object);
+  set_event_by_clock(object);
+}
+
+void set_event_by_clock(Object& object) {
   static_cast<Event&>(object).set = true;
   offer(object);
 }
+
+Object* lookup_event(HANDLE handle) { return find_event(handle); }
 
 }  // namespace platform
 

@@ -13,4 +13,11 @@ VLP_PLATFORM_API Object* make_event(bool manual, bool set);
 // Sets an event, as SetEvent does.
 VLP_PLATFORM_API void set_event(Object& event);
 
+// The same by a timer that fires: nothing that the thread under whose hand it fires has done
+// is ordered by it.
+VLP_PLATFORM_API void set_event_by_clock(Object& event);
+
+// The event of a handle, or null. With the state lock.
+VLP_PLATFORM_API Object* lookup_event(HANDLE handle);
+
 }  // namespace platform

@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "d4/xdlt.h"
 #include "provider/log_settings_reader.h"
 #include "provider/operations.h"
 #include "support/tick_age.h"
@@ -47,6 +48,7 @@ void ProviderAttach() noexcept {
   try {
     g_context.store(std::make_unique<ProviderContext>().release());
     g_attached.store(true);
+    XdltInitialize(nullptr);
   } catch (...) {
     // The operations find no context and say so.
   }
@@ -54,6 +56,7 @@ void ProviderAttach() noexcept {
 
 void ProviderDetach(bool process_ends) noexcept {
   if (process_ends || !g_attached.exchange(false)) return;
+  XdltUninitialize();
   ProviderContext* const context = g_context.load();
   context->queue->Stop();
   if (AllUsersLeave()) std::unique_ptr<ProviderContext>(context).reset();

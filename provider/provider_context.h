@@ -26,15 +26,15 @@ struct ProviderContext {
   ProviderTable table{};
 };
 
-// Builds the context and publishes it. Without memory for it the library is loaded all
-// the same and its operations give VLPER_NOTSUPPORT. Called by the module's entry; a
-// second call does nothing.
+// Builds the context, publishes it and starts the D4 engine. Without memory for it the
+// library is loaded all the same and its operations give VLPER_NOTSUPPORT. Called by the
+// module's entry; a second call does nothing.
 void ProviderAttach() noexcept;
 
-// Stops the queue, waits at most five seconds for callers that are still inside, and
-// destroys the context; with a caller left it is leaked instead of freed under it. At
-// the end of the process nothing is touched: other threads are gone, wherever they
-// were. A second call does nothing.
+// Ends the engine as far as no printer uses it, stops the queue, waits at most five
+// seconds for callers that are still inside, and destroys the context; with a caller left
+// it is leaked instead of freed under it. At the end of the process nothing is touched:
+// other threads are gone, wherever they were. A second call does nothing.
 void ProviderDetach(bool process_ends) noexcept;
 
 // Keeps the context alive for one operation.

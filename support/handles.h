@@ -6,6 +6,8 @@
 
 #include <winspool.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 
 namespace vlp {
@@ -67,6 +69,19 @@ struct PrinterHandleTraits {
 };
 // A printer opened in the spooler.
 using PrinterHandle = Owned<PrinterHandleTraits>;
+
+struct VirtualMemoryTraits {
+  using Handle = std::uint8_t*;
+  static void Close(std::uint8_t* memory) { VirtualFree(memory, 0, MEM_RELEASE); }
+};
+// Whole pages of zeroed memory.
+using VirtualMemory = Owned<VirtualMemoryTraits>;
+
+// Empty if there is no memory, or for a size of 0.
+inline VirtualMemory AllocateVirtual(std::size_t size) {
+  return VirtualMemory(static_cast<std::uint8_t*>(
+      VirtualAlloc(nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE)));
+}
 
 // Owns an open file; CreateFileA fails with all ones, which counts as empty here.
 class FileHandle {

@@ -68,9 +68,10 @@ TimerId insert_timer(Nanoseconds moment, Timer timer) {
   return id;
 }
 
-TimerId add_timer(Nanoseconds moment, std::function<void()> callback) {
+TimerId add_timer(Nanoseconds moment, std::function<void()> callback, const char* debt) {
   Timer timer;
   timer.callback = std::move(callback);
+  timer.debt = debt;
   const TimerId id = insert_timer(moment, std::move(timer));
   if (state().mode == Mode::real) {
     start_timer_thread();

@@ -37,6 +37,16 @@ std::string threads_left(const Thread& body) {
   return text;
 }
 
+std::string timers_left() {
+  std::string text;
+  for (const auto& [due, timer] : state().timers) {
+    if (timer.debt == nullptr) continue;
+    text += std::string("timer left: ") + timer.debt + " due at " +
+            std::to_string(due.first / kMillisecond) + " ms\n";
+  }
+  return text;
+}
+
 std::string lock_text(const Thread& thread, const char* kind, const std::string& name) {
   return std::string(kind) + (name.empty() ? "" : " \"" + name + "\"") + " held by " + thread.name;
 }
@@ -110,7 +120,7 @@ std::string end_scenario() {
   {
     StateGuard guard;
     settle_locked(body);
-    left = threads_left(body) + locks_left();
+    left = threads_left(body) + locks_left() + timers_left();
   }
   left += handle_report();
   StateGuard guard;

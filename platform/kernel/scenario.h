@@ -29,7 +29,8 @@ VLP_PLATFORM_API void begin_scenario(const ScenarioOptions& options);
 
 // Lets the other threads run as far as they come without the clock moving, then goes back to
 // real mode. Gives what was left behind, one a line: threads with their call, open
-// handles, locks that are held. Empty if all is well. Left threads stay where they are for ever.
+// handles, locks that are held, timers that somebody should have waited for or killed. Empty
+// if all is well. Left threads stay where they are for ever.
 VLP_PLATFORM_API std::string end_scenario();
 
 VLP_PLATFORM_API Mode current_mode();

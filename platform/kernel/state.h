@@ -70,6 +70,7 @@ struct Thread final : Object {
 struct Timer {
   Thread* thread = nullptr;        // either a thread's time-out,
   std::function<void()> callback;  // or work of its own
+  const char* debt = nullptr;      // what a scenario's end says of it
   TimerId id = 0;
 };
 

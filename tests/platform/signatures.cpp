@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <mmsystem.h>
+
 #include <cstddef>
 #include <type_traits>
 
@@ -33,6 +35,7 @@ static_assert(sizeof(SECURITY_ATTRIBUTES) == 24 && sizeof(SECURITY_DESCRIPTOR) =
 static_assert(offsetof(SECURITY_DESCRIPTOR, Dacl) == 32);
 static_assert(sizeof(STARTUPINFOA) == 104 && sizeof(PROCESS_INFORMATION) == 24);
 static_assert(sizeof(LARGE_INTEGER) == 8 && sizeof(FILETIME) == 8 && sizeof(GUID) == 16);
+static_assert(sizeof(TIMECAPS) == 8 && offsetof(TIMECAPS, wPeriodMax) == 4);
 
 // Calls: types without the calling convention, which x64 doesn't distinguish.
 static_assert(
@@ -78,6 +81,14 @@ static_assert(is_call<decltype(GetTickCount64), ULONGLONG WINAPI()>);
 static_assert(is_call<decltype(GetLocalTime), void WINAPI(LPSYSTEMTIME)>);
 static_assert(is_call<decltype(QueryPerformanceCounter), BOOL WINAPI(LARGE_INTEGER*)>);
 static_assert(is_call<decltype(QueryPerformanceFrequency), BOOL WINAPI(LARGE_INTEGER*)>);
+static_assert(is_call<decltype(timeGetDevCaps), MMRESULT WINAPI(LPTIMECAPS, UINT)>);
+static_assert(is_call<decltype(timeBeginPeriod), MMRESULT WINAPI(UINT)>);
+static_assert(is_call<decltype(timeEndPeriod), MMRESULT WINAPI(UINT)>);
+static_assert(
+    is_call<decltype(timeSetEvent), MMRESULT WINAPI(UINT, UINT, LPTIMECALLBACK, DWORD_PTR, UINT)>);
+static_assert(is_call<decltype(timeKillEvent), MMRESULT WINAPI(UINT)>);
+static_assert(
+    is_call<LPTIMECALLBACK, void(CALLBACK*)(UINT, UINT, DWORD_PTR, DWORD_PTR, DWORD_PTR)>);
 static_assert(is_call<decltype(GetVersionExA), BOOL WINAPI(LPOSVERSIONINFOA)>);
 
 static_assert(is_call<decltype(LoadLibraryA), HMODULE WINAPI(LPCSTR)>);
@@ -114,6 +125,8 @@ static_assert(ERROR_SHARING_VIOLATION == 32 && ERROR_INVALID_PARAMETER == 87);
 static_assert(ERROR_INSUFFICIENT_BUFFER == 122 && ERROR_INVALID_NAME == 123);
 static_assert(ERROR_ALREADY_EXISTS == 183 && ERROR_FILENAME_EXCED_RANGE == 206);
 static_assert(ERROR_MORE_DATA == 234 && ERROR_NO_MORE_ITEMS == 259 && ERROR_NOT_OWNER == 288);
+static_assert(MMSYSERR_NOERROR == 0 && TIMERR_NOERROR == 0 && TIMERR_NOCANDO == 97);
+static_assert(TIME_ONESHOT == 0 && TIME_CALLBACK_EVENT_SET == 16);
 static_assert(ERROR_INVALID_PRINTER_NAME == 1801 && ERROR_BAD_DEVICE == 1200);
 static_assert(S_OK == 0 && S_FALSE == 1 && FAILED(E_FAIL) && SUCCEEDED(S_FALSE));
 static_assert(static_cast<DWORD>(RPC_E_CHANGED_MODE) == 0x80010106);

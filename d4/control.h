@@ -1,0 +1,51 @@
+#pragma once
+
+// The one door to the port's write, and control transactions: one command and its
+// reply at a time. The caller of a transaction holds the link's gate.
+
+#include <cstdint>
+
+#include "d4/state.h"
+
+namespace vlp {
+
+// What a complete write brings with it, before the device's answer can be read.
+struct OnWritten {
+  std::uint8_t awaitedReply = 0;   // asked for by the packet; 0: none
+  XdltChannel* channel = nullptr;  // gets `credit` granted
+  std::uint32_t credit = 0;
+};
+
+// Writes one packet under the port's lock. Its size, or XDLT_ERR_LINK_DOWN,
+// XDLT_ERR_PORT_WRITE or XDLT_ERR_SHORT_WRITE. Blocks as the port does, and while the
+// read thread is in a read.
+std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then = {});
+
+// One transaction: waits for the control gate, writes, waits for the reply. 0 and the
+// reply; XDLT_ERR_CTRL_BUSY; the write's result; XDLT_ERR_REPLY_TIMEOUT; or the result
+// at which reading ended.
+std::int32_t Transact(XdltLink& link, const ControlPacket& packet, ControlPacket* reply,
+                      XdltChannel* granted = nullptr, std::uint32_t credit = 0);
+
+// Each sends its packet and gives 0 or more, or a result: that of the transaction, the
+// reply's own code negated, or XDLT_ERR_BAD_RESULT.
+std::int32_t XdltSendInit(XdltLink& link);
+// Lowers the sizes to what the device answers; gives the initial credit.
+std::int32_t XdltSendOpenChannel(XdltLink& link, std::uint8_t socket, std::uint16_t* writeSize,
+                                 std::uint16_t* readSize);
+std::int32_t XdltSendCloseChannel(XdltLink& link, std::uint8_t socket);
+// Grants one packet on the channel, as soon as the packet is written.
+std::int32_t XdltSendCredit(XdltLink& link, XdltChannel& channel);
+std::int32_t XdltSendCreditRequest(XdltLink& link, std::uint8_t socket);  // the credit given
+std::int32_t XdltSendExit(XdltLink& link);                                // any reply will do
+// A name of up to kMaxSocketName bytes, else XDLT_ERR_PARAM.
+std::int32_t XdltSendGetSocketId(XdltLink& link, const char* name, std::uint32_t count,
+                                 std::uint8_t* socketOut);
+// The count copied, at most `capacity`.
+std::int32_t XdltSendGetServiceName(XdltLink& link, std::uint8_t socket, std::uint8_t* buffer,
+                                    std::uint32_t capacity);
+
+// Waits for nothing.
+std::int32_t XdltSendError(XdltLink& link, std::uint8_t code);
+
+}  // namespace vlp
