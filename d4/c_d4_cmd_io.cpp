@@ -124,11 +124,10 @@ bool CD4CmdIO::D4Close() noexcept {
 // --- Channels -----------------------------------------------------------------------------
 
 D4ChannelEntry* CD4CmdIO::FindEntry(std::uint32_t channelId) noexcept {
-  const auto end = m_channels.begin() + m_channelCount;
-  const auto found = std::find_if(m_channels.begin(), end, [channelId](const D4ChannelEntry& row) {
-    return row.channelId == channelId;
-  });
-  return found == end ? nullptr : &*found;
+  for (std::uint32_t i = 0; i < m_channelCount; ++i) {
+    if (m_channels[i].channelId == channelId) return &m_channels[i];
+  }
+  return nullptr;
 }
 
 D4ChannelEntry* CD4CmdIO::D4OpenChnl(std::uint32_t channelId) noexcept {

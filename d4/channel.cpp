@@ -1,7 +1,11 @@
 // XDLT_OpenChannel and XDLT_CloseChannel.
 
+#include <memory>
+#include <new>
+
 #include "d4/control.h"
 #include "d4/link.h"
+#include "d4/receive_buffer.h"
 #include "d4/trace.h"
 #include "support/waits.h"
 
@@ -135,17 +139,18 @@ std::int32_t Withdraw(XdltLink& link, std::uint8_t socket) {
     return XDLT_ERR_NOCHANNEL;
   }
   channel->state.store(kChannelClosing);
-  std::int32_t result = XdltSendCloseChannel(link, socket);
-  if (!IsSignalled(channel->bufferEvent.Get(), kBufferLimitMs)) result = XDLT_ERR_GATE_TIMEOUT;
+  const std::int32_t result = XdltSendCloseChannel(link, socket);
+  // Given back, for the read thread may wait for it with a packet that came too late.
+  const BufferHold hold(*channel);
   RemoveChannel(link, channel);
-  return result;
+  return hold ? result : XDLT_ERR_GATE_TIMEOUT;
 }
 
 }  // namespace
 
 std::int32_t XDLT_OpenChannel(XdltLink* link, std::uint8_t socket) noexcept {
   const EngineUse use;
-  const std::int32_t found = XdltCheckLink(link);
+  const std::int32_t found = XdltCheckLink(use.Get(), link);
   if (found < 0) return found;
   TraceSocket("XDLT_OpenChannel(S)  ", socket);
   if (link->state.load() != kLinkOpen) return XDLT_ERR_NOT_READY;
@@ -161,7 +166,7 @@ std::int32_t XDLT_OpenChannel(XdltLink* link, std::uint8_t socket) noexcept {
 
 std::int32_t XDLT_CloseChannel(XdltLink* link, std::uint8_t socket) noexcept {
   const EngineUse use;
-  const std::int32_t found = XdltCheckLink(link);
+  const std::int32_t found = XdltCheckLink(use.Get(), link);
   if (found < 0) return found;
   TraceSocket("XDLT_CloseChannel(S) ", socket);
   // The channels of a lost link go with it.

@@ -41,16 +41,19 @@ std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then) 
   if (!done) return XDLT_ERR_PORT_WRITE;
   if (written != size) return XDLT_ERR_SHORT_WRITE;
   if (then.awaitedReply != 0) link.awaitedReply.store(then.awaitedReply);
-  if (then.channel != nullptr) AddGrantedCredit(*then.channel, then.credit);
+  if (then.channel != nullptr) {
+    AddGrantedCredit(*then.channel, then.granted);
+    then.channel->sendCredit -= then.spent;
+  }
   return static_cast<std::int32_t>(size);
 }
 
 std::int32_t Transact(XdltLink& link, const ControlPacket& packet, ControlPacket* reply,
-                      XdltChannel* granted, std::uint32_t credit) {
+                      XdltChannel* channel, std::uint32_t granted) {
   if (!IsSignalled(link.controlEvent.Get(), kControlLimitMs)) return XDLT_ERR_CTRL_BUSY;
   ExpectReply(link);
   const std::uint8_t awaited = ReplyTo(packet.Command());
-  std::int32_t status = XdltPortWrite(link, packet.View(), {awaited, granted, credit});
+  std::int32_t status = XdltPortWrite(link, packet.View(), {awaited, channel, granted});
   if (status >= 0) status = AwaitReply(link, awaited, reply);
   Signal(link.controlEvent.Get());
   return status;

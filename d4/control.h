@@ -12,8 +12,9 @@ namespace vlp {
 // What a complete write brings with it, before the device's answer can be read.
 struct OnWritten {
   std::uint8_t awaitedReply = 0;   // asked for by the packet; 0: none
-  XdltChannel* channel = nullptr;  // gets `credit` granted
-  std::uint32_t credit = 0;
+  XdltChannel* channel = nullptr;  // whose credit changes, null for none
+  std::uint32_t granted = 0;       // packets more that the device may send
+  std::int32_t spent = 0;          // packets fewer that may be sent to it
 };
 
 // Writes one packet under the port's lock. Its size, or XDLT_ERR_LINK_DOWN,
@@ -25,7 +26,7 @@ std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then =
 // reply; XDLT_ERR_CTRL_BUSY; the write's result; XDLT_ERR_REPLY_TIMEOUT; or the result
 // at which reading ended.
 std::int32_t Transact(XdltLink& link, const ControlPacket& packet, ControlPacket* reply,
-                      XdltChannel* granted = nullptr, std::uint32_t credit = 0);
+                      XdltChannel* channel = nullptr, std::uint32_t granted = 0);
 
 // Each sends its packet and gives 0 or more, or a result: that of the transaction, the
 // reply's own code negated, or XDLT_ERR_BAD_RESULT.

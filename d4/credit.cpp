@@ -5,6 +5,7 @@
 namespace vlp {
 
 std::int32_t AddSendCredit(XdltChannel& channel, std::uint32_t credit) {
+  if (credit == 0) return 0;
   std::int32_t held = channel.sendCredit.load();
   std::int64_t sum = 0;
   do {

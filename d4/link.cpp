@@ -1,5 +1,7 @@
 #include "d4/link.h"
 
+#include <utility>
+
 #include "d4/control.h"
 #include "d4/read_thread.h"
 #include "d4/trace.h"
@@ -22,15 +24,13 @@ constexpr bool IsBreachByDevice(std::int32_t result) {
 // The check and the count are one, so that nobody is counted into a free record.
 bool CountIn(Engine& engine, XdltLink& link) {
   const LockGuard table(engine.tableLock);
-  if (engine.ending || link.closing || link.portHandle.load() == 0) return false;
+  if (engine.ending || link.barred.load() || link.portHandle.load() == 0) return false;
   ++link.callers;
   return true;
 }
 
-bool IsGone(Engine& engine, XdltLink& link) {
-  const LockGuard table(engine.tableLock);
-  return link.closing || link.portHandle.load() == 0;
-}
+// Takes no lock: an opening call may hold the table's while it waits for this gate.
+bool IsGone(const XdltLink& link) { return link.barred.load() || link.portHandle.load() == 0; }
 
 // Nothing that needs a destructor may live here: the last call doesn't return.
 DWORD WINAPI ReadThreadRoutine(void* argument) {
@@ -47,13 +47,14 @@ LinkStay::LinkStay(Engine& engine, XdltLink& link) noexcept : engine_(engine), l
   if (gated_) inside_.emplace(link.insideLock);
   if (counted_ && !gated_) {
     result_ = XDLT_ERR_GATE_TIMEOUT;
-  } else if (!counted_ || IsGone(engine, link)) {
+  } else if (!counted_ || IsGone(link)) {
     result_ = XDLT_ERR_NOLINK;
   }
 }
 
 LinkStay::LinkStay(Engine& engine, XdltLink& link, Taken) noexcept : engine_(engine), link_(link) {
   inside_.emplace(link.insideLock);
+  ResetEvent(link.gateEvent.Get());
 }
 
 LinkStay::~LinkStay() {
@@ -68,24 +69,27 @@ void LinkStay::LeaveTerminating(std::int32_t result) {
   Leave();
 }
 
+// The gate first: whoever is let in by it has to wait for the lock, and what a close
+// or an opening resets behind the lock can't be set once more from here.
 void LinkStay::Leave() {
-  inside_.reset();
   if (gated_) Signal(link_.gateEvent.Get());
   gated_ = false;
+  inside_.reset();
 }
 
 void LinkStay::LetOthersOut() {
   {
     const LockGuard table(engine_.tableLock);
-    link_.closing = true;
+    link_.barred.store(true);
   }
-  inside_.reset();
   Signal(link_.gateEvent.Get());
+  inside_.reset();
   while (link_.callers.load() > 1) {
     Sleep(kLeaveLookMs);
     Signal(link_.gateEvent.Get());
   }
   inside_.emplace(link_.insideLock);
+  ResetEvent(link_.gateEvent.Get());
 }
 
 std::int32_t CheckReady(const XdltLink& link) {
@@ -103,7 +107,7 @@ std::int32_t XdltTerminate(Engine& engine, XdltLink& link, std::int32_t result,
     }
     link.state.store(kLinkLost);
   }
-  if (link.callers.load() != 0) return 0;
+  if (!ClaimEnd(engine, link)) return 0;
   StopReadThread(engine, link, timeout == kWithoutLimit ? INFINITE : static_cast<DWORD>(timeout));
   if (link.readThread) return 0;
   FreeLinkRecord(engine, link);
@@ -143,6 +147,7 @@ void StopReadThread(Engine& engine, XdltLink& link, DWORD limit_ms) {
   } else if (!IsSignalled(link.readThread.Get(), limit_ms)) {
     // Whatever it held stays held, so its link and the engine stay as they are.
     TerminateThread(link.readThread.Get(), 0);
+    SilenceTracing();
     engine.abandoned = true;
     return;
   }

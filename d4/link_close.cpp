@@ -40,7 +40,7 @@ std::int32_t CloseLeftChannels(XdltLink& link) {
 
 std::int32_t XDLT_Close(XdltLink* link) noexcept {
   const EngineUse use;
-  const std::int32_t found = XdltCheckLink(link);
+  const std::int32_t found = XdltCheckLink(use.Get(), link);
   if (found < 0) return found;
   XdltTrace(1, "XDLT_Close(S)");
   if (!link->gateEvent) return XDLT_ERR_NOLINK;

@@ -41,7 +41,8 @@ void RaisePriority(Engine& engine, const XdltPortOps& ops) {
 // The record's words as a link begins with them; naming the port is what makes it one.
 void FillRecord(XdltLink& link, XdltPortHandle portHandle, XdltPortOps* portOps) {
   link.portOps = portOps;
-  link.closing = false;
+  link.barred.store(true);
+  link.ending = false;
   link.state.store(kLinkFree);
   link.awaitedReply.store(0);
   link.waitSocket.store(0);
@@ -152,7 +153,10 @@ std::int32_t XDLT_Open(XdltPortHandle portHandle, XdltPortOps* portOps,
   TracePeriods(*use.Get());
   result = BringUp(*link);
   link->state.store(result == 0 ? kLinkOpen : kLinkClosed);
-  if (result == 0) *linkOut = link;
+  if (result == 0) {
+    link->barred.store(false);
+    *linkOut = link;
+  }
   stay.LeaveTerminating(result);
   XdltTrace(1, "XDLT_Open(E)");
   return result;

@@ -62,7 +62,7 @@ void AskPacketSizes(XdltLink& link, XdltParameters& asked) {
 
 void XDLT_SetParameters(XdltLink* link, XdltParameters* parameters) noexcept {
   const EngineUse use;
-  if (XdltCheckLink(link) < 0 || parameters == nullptr) return;
+  if (XdltCheckLink(use.Get(), link) < 0 || parameters == nullptr) return;
   switch (parameters->kind) {
     case kSetPlainWait:
       SetPlainWait(*link, *parameters);

@@ -65,7 +65,7 @@ std::int32_t XDLT_Read(XdltLink* link, std::uint8_t socket, std::uint8_t* buffer
                        std::uint32_t* countInOut) noexcept {
   if (buffer != nullptr && countInOut == nullptr) return XDLT_ERR_PARAM;
   const EngineUse use;
-  const std::int32_t found = XdltCheckLink(link);
+  const std::int32_t found = XdltCheckLink(use.Get(), link);
   if (found < 0) return found;
   TraceSocket("XDLT_Read(S)   ", socket);
   const std::int32_t ready = CheckReady(*link);

@@ -89,6 +89,8 @@ class LinkReader {
     status_ = HandleControl(link_, packet.control);
     if (status_ < 0) return Next::judge;
     const bool reply = (packet.control.Command() & kReplyBit) != 0;
+    // A flood of commands must leave callers a chance at the port.
+    if (!reply) Sleep(0);
     const bool awaited = !reply && link_.awaitedReply.load() != 0;
     return awaited || link_.waitSocket.load() != 0 ? Next::readOn : Next::judge;
   }

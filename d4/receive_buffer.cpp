@@ -30,7 +30,6 @@ std::uint32_t WaitingBytes(const XdltChannel& channel) {
 }
 
 bool StorePayload(XdltChannel& channel, Bytes payload) {
-  if (payload.size() > channel.rxSize - channel.rxTail.load()) Compact(channel);
   const std::uint32_t tail = channel.rxTail.load();
   if (payload.size() > channel.rxSize - tail) return false;
   std::copy(payload.begin(), payload.end(), channel.rxBuffer.Get() + tail);

@@ -40,8 +40,7 @@ std::int32_t AnswerCredit(XdltLink& link, const ControlPacket& command) {
   return XdltPortWrite(link, CreditReply(result, sockets.primary).View());
 }
 
-// What is asked for is given, whatever room there is. It counts before the device can
-// have read the answer.
+// What is asked for is given, whatever room there is. It counts as soon as it is written.
 std::int32_t AnswerCreditRequest(XdltLink& link, const ControlPacket& command) {
   const SocketPair sockets = LoadCommandSockets(command);
   if (!NameOneChannel(sockets)) return XDLT_ERR_MALFORMED;

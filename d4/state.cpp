@@ -18,6 +18,8 @@ std::atomic<std::int32_t> g_engineUsers{0};
 std::atomic<std::uint32_t> g_inside{0};
 std::atomic<std::uint32_t> g_timerResolution{1};
 std::atomic<bool> g_building{false};
+// Engines that ended with somebody inside, for good. Their ports stay in use.
+std::atomic<Engine*> g_abandoned{nullptr};
 
 constexpr std::uint32_t kEndWaitMs = 5000;
 
@@ -33,15 +35,26 @@ class BuildTurn {
   BuildTurn& operator=(const BuildTurn&) = delete;
 };
 
+// One that somebody is inside is left as it is, with its read thread.
 void EndLink(Engine& engine, XdltLink& link) {
-  {
-    const LockGuard table(engine.tableLock);
-    if (link.portHandle.load() == 0 || link.callers.load() != 0) return;
-    link.closing = true;
-  }
+  if (link.portHandle.load() == 0) return;
   link.state.store(kLinkClosed);
+  if (!ClaimEnd(engine, link)) {
+    engine.abandoned = true;
+    return;
+  }
   StopReadThread(engine, link, kEndWaitMs);
   if (!link.readThread) FreeLinkRecord(engine, link);
+}
+
+void Abandon(Engine* engine) {
+  engine->nextAbandoned = g_abandoned.load();
+  g_abandoned.store(engine);
+}
+
+bool NamesPort(const Engine& engine, XdltPortHandle port) {
+  return std::ranges::any_of(
+      engine.links, [port](const XdltLink& link) { return link.portHandle.load() == port; });
 }
 
 void EndEngine(std::unique_ptr<Engine> engine) {
@@ -50,10 +63,11 @@ void EndEngine(std::unique_ptr<Engine> engine) {
     engine->ending = true;
   }
   for (XdltLink& link : engine->links) EndLink(*engine, link);
-  StopTracing(*engine);
+  // A killed thread may hold the lock that this takes.
+  if (!engine->abandoned) StopTracing(*engine);
   g_engine.store(nullptr);
   // Whoever is still inside, or was killed inside, goes on with what it knows.
-  if (engine->abandoned || g_inside.load() != 0) static_cast<void>(engine.release());
+  if (engine->abandoned || g_inside.load() != 0) Abandon(engine.release());
 }
 
 }  // namespace
@@ -81,7 +95,8 @@ EngineUse::~EngineUse() { --g_inside; }
 
 std::int32_t XdltInitialize(DbgLog* log) noexcept {
   const BuildTurn turn;
-  if (++g_engineUsers < 2) g_engine.store(new (std::nothrow) Engine);
+  ++g_engineUsers;
+  if (g_engine.load() == nullptr) g_engine.store(new (std::nothrow) Engine);
   Engine* const engine = g_engine.load();
   if (engine != nullptr) StartTracing(*engine, log);
   return 1;
@@ -96,11 +111,15 @@ void XdltUninitialize() noexcept {
 }
 
 std::int32_t XdltCheckLink(const XdltLink* link) noexcept {
-  if (link == nullptr) return XDLT_ERR_PARAM;
   const EngineUse use;
-  if (use.Get() == nullptr) return XDLT_ERR_NOLINK;
-  const LockGuard table(use.Get()->tableLock);
-  const auto& links = use.Get()->links;
+  return XdltCheckLink(use.Get(), link);
+}
+
+std::int32_t XdltCheckLink(Engine* engine, const XdltLink* link) noexcept {
+  if (link == nullptr) return XDLT_ERR_PARAM;
+  if (engine == nullptr) return XDLT_ERR_NOLINK;
+  const LockGuard table(engine->tableLock);
+  const auto& links = engine->links;
   for (std::size_t i = 0; i < links.size(); ++i) {
     if (&links[i] != link) continue;
     return links[i].portHandle.load() != 0 ? static_cast<std::int32_t>(i) : XDLT_ERR_NOLINK;

@@ -79,10 +79,11 @@ struct XdltLink {
   CriticalSection waitersLock;   // a leaf: a time-out and a delivery never both happen
   CriticalSection channelsLock;  // a leaf: guards the list, not the channels
 
-  // Under the engine's tableLock; portHandle is also looked at without it.
+  // Changed under the engine's tableLock, looked at also without it.
   std::atomic<XdltPortHandle> portHandle{0};  // 0: the record is free
-  bool closing = false;                       // newcomers are refused
-  std::atomic<std::uint32_t> callers{0};      // counted up under tableLock, down anywhere
+  std::atomic<bool> barred{false};            // nobody may enter: not open yet, or closing
+  bool ending = false;                        // somebody has claimed its end
+  std::atomic<std::uint32_t> callers{0};      // counted down anywhere
 
   // Set before portHandle, cleared after the read thread's end.
   XdltPortOps* portOps = nullptr;
@@ -120,7 +121,8 @@ struct Engine {
 
   CriticalSection tableLock;  // which records are free, and who may enter them
   bool ending = false;        // under tableLock: no link is opened or entered any more
-  bool abandoned = false;     // a read thread was killed: nothing of it may be freed
+  bool abandoned = false;     // somebody may still be inside: nothing of it may be freed
+  Engine* nextAbandoned = nullptr;
   std::array<XdltLink, kMaxLinks> links;
 
   CriticalSection traceLock;  // held through a line, so that a log can be taken away
@@ -149,6 +151,10 @@ class EngineUse {
 
 // The record's index, XDLT_ERR_PARAM for null, XDLT_ERR_NOLINK for what is no link.
 std::int32_t XdltCheckLink(const XdltLink* link) noexcept;
+std::int32_t XdltCheckLink(Engine* engine, const XdltLink* link) noexcept;
+
+// Claims the end of a link that nobody is inside. True for one caller only.
+bool ClaimEnd(Engine& engine, XdltLink& link);
 
 // Milliseconds that the system's timers are asked for; 1 until initialised.
 std::uint32_t TimerResolution() noexcept;

@@ -1,6 +1,7 @@
 #include "d4/trace.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -55,6 +56,8 @@ void StopTracing(Engine& engine) {
   engine.traceLog = nullptr;
   g_traceEnabled.store(false);
 }
+
+void SilenceTracing() { g_traceEnabled.store(false); }
 
 void XdltForgetLog(const DbgLog* log) noexcept {
   const EngineUse use;

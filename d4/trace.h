@@ -13,6 +13,9 @@ namespace vlp {
 void StartTracing(Engine& engine, DbgLog* log);
 void StopTracing(Engine& engine);
 
+// The same without a lock, when the lock may never come free.
+void SilenceTracing();
+
 // One look: whether a line would be written.
 bool TraceIsOn() noexcept;
 

@@ -1,6 +1,7 @@
 // XDLT_Write: a message cut into packets, as far as the device's credit goes.
 
 #include <cstring>
+#include <utility>
 
 #include "d4/control.h"
 #include "d4/credit.h"
@@ -10,6 +11,9 @@
 
 namespace vlp {
 namespace {
+
+// What the result can tell.
+constexpr std::uint32_t kLongestWrite = 0x7FFFFFFF;
 
 std::uint8_t LastControlByte(const XdltChannel& channel, std::uint8_t eomByte) {
   if (!IsFlagSocket(channel.socket)) return kEndOfMessage;
@@ -64,7 +68,6 @@ std::int32_t SendMessage(XdltLink& link, XdltChannel& channel, Message message,
     message.bytes += count;
     message.remaining -= count;
     *sent += count;
-    --channel.sendCredit;
   }
   return 0;
 }
@@ -103,7 +106,7 @@ std::int32_t XdltSendPacket(XdltLink& link, XdltChannel& channel, const std::uin
   StoreHeader(packet, {channel.socket, channel.socket, static_cast<std::uint16_t>(length), credit,
                        last ? LastControlByte(channel, eomByte) : std::uint8_t{0}});
   std::memcpy(packet + kHeaderSize, bytes, payload);
-  const std::int32_t written = XdltPortWrite(link, Bytes(packet, length), {0, &channel, credit});
+  const std::int32_t written = XdltPortWrite(link, Bytes(packet, length), {0, &channel, credit, 1});
   return written < 0 ? written : static_cast<std::int32_t>(payload);
 }
 
@@ -111,9 +114,9 @@ std::int32_t XDLT_Write(XdltLink* link, std::uint8_t socket, const std::uint8_t*
                         std::uint32_t* countInOut) noexcept {
   if (countInOut == nullptr) return XDLT_ERR_PARAM;
   const std::uint32_t count = std::exchange(*countInOut, 0);
-  if (bytes == nullptr && count != 0) return XDLT_ERR_PARAM;
+  if ((bytes == nullptr && count != 0) || count > kLongestWrite) return XDLT_ERR_PARAM;
   const EngineUse use;
-  const std::int32_t found = XdltCheckLink(link);
+  const std::int32_t found = XdltCheckLink(use.Get(), link);
   if (found < 0) return found;
   TraceSocketCount("XDLT_Write(S)  ", socket, static_cast<std::int32_t>(*countInOut));
   std::int32_t result = CheckReady(*link);

@@ -58,8 +58,9 @@ class Shot {
 
 UINT unused_id() {
   Multimedia& all = multimedia();
-  do ++all.last_id;
-  while (all.last_id == 0 || all.timers.contains(all.last_id));
+  do {
+    ++all.last_id;
+  } while (all.last_id == 0 || all.timers.contains(all.last_id));
   return all.last_id;
 }
 

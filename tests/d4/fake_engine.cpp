@@ -33,7 +33,10 @@ Fake& fake() {
 }
 
 // The link that a good open gives. Nobody looks into it.
-vlp::XdltLink* the_link() { return reinterpret_cast<vlp::XdltLink*>(std::uintptr_t{0xd4}); }
+vlp::XdltLink* the_link() {
+  alignas(vlp::XdltLink) static unsigned char place;
+  return reinterpret_cast<vlp::XdltLink*>(&place);
+}
 
 const char* link_mark(const vlp::XdltLink* link) {
   if (link == nullptr) return " (no link)";

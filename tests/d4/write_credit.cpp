@@ -39,6 +39,7 @@ void granted(DataLink& d) {
 TEST(WriteCredit, SecondPacketWaitsForTheCreditThatTheFirstUsedUp) {
   run_virtual_schedules(10, [] {
     DataLink d(0x02, {.write_size = 4102, .credit = 1});
+    d.port.reads_block();
     d.port.expect(data(0x02, filled(4096), {.control = 0}));
     d.port.expect(hex("00 00 00 0D 01 00 04 02 02 00 80 FF FF"))
         .answer(credit_request_reply(0x02, 1), after_ms(70));

@@ -143,7 +143,7 @@ TEST(WriteEntry, ChannelThatTheDeviceClosedStaysWhileSomebodyIsInside) {
 
 TEST(WriteEntry, ChannelThatCarriesNothingToTheDeviceIsNotReady) {
   run_virtual_parallel([] {
-    for (const std::uint16_t size : {0, 6}) {
+    for (const std::uint16_t size : std::vector<std::uint16_t>{0, 6}) {
       DataLink d(0x02, {.write_size = size, .credit = 3});
       expect_refused(vlp::XDLT_ERR_NOT_READY, d.write(text("abc")));
       EXPECT_EQ(0u, d.users());

@@ -54,7 +54,7 @@ const std::vector<Trouble>& troubles() {
        [](DataLink& d) { d.port.expect(credit_request(d.socket)); }},
       {"reply a moment before the limit is no trouble", 7, 10'999,
        [](DataLink& d) {
-         d.port.reads_wait(1);  // else the last look is up to 300 ms before
+         d.port.reads_block();  // else the last look is up to 300 ms before
          d.port.grants(d.socket, 2, after_ms(10'999));
          d.port.expect(data(d.socket, text("def"), {.control = 0}));
          d.port.expect(data(d.socket, text("g")));
@@ -93,7 +93,7 @@ TEST(WriteFailures, CountIsWhatIsOut) {
 }
 
 TEST(WriteFailures, FlagByteIsNotInTheCountOfAFailure) {
-  for (const std::uint8_t socket : {0x21, 0x22}) {
+  for (const std::uint8_t socket : Bytes{0x21, 0x22}) {
     for (const Trouble& trouble : troubles()) {
       if (trouble.result > 0) continue;
       SCOPED_TRACE(trouble.name);

@@ -20,7 +20,7 @@ std::vector<Bytes> packets_since(const ScriptedPort& port, std::size_t writes) {
 
 TEST(WritePackets, NothingToSendSendsNothing) {
   run_virtual_parallel([] {
-    for (const std::uint8_t socket : {0x02, 0x40, 0x33, 0x21, 0x22}) {
+    for (const std::uint8_t socket : Bytes{0x02, 0x40, 0x33, 0x21, 0x22}) {
       DataLink d(socket, {.credit = 0});
       const Called written = d.write({});
       EXPECT_EQ(0, written.result);
@@ -33,8 +33,8 @@ TEST(WritePackets, NothingToSendSendsNothing) {
 
 TEST(WritePackets, FlagAloneSendsNothingAndCounts) {
   run_virtual_parallel([] {
-    for (const std::uint8_t socket : {0x21, 0x22}) {
-      for (const std::uint8_t flag : {0, 1}) {
+    for (const std::uint8_t socket : Bytes{0x21, 0x22}) {
+      for (const std::uint8_t flag : Bytes{0, 1}) {
         DataLink d(socket, {.credit = 0});
         const Called written = d.write({flag});
         EXPECT_EQ(1, written.result);
@@ -80,7 +80,7 @@ TEST(WritePackets, LengthIsThatOfThePacketAndTheFlagIsOnTheLastOnly) {
   const Split splits[] = {
       {1, {7}}, {13, {19}}, {14, {20}}, {15, {20, 7}}, {28, {20, 20}}, {29, {20, 20, 7}},
   };
-  for (const std::uint8_t socket : {0x02, 0x40, 0x33}) {
+  for (const std::uint8_t socket : Bytes{0x02, 0x40, 0x33}) {
     for (const Split& split : splits) {
       run_virtual_parallel([&] {
         DataLink d(socket, {.write_size = 20, .credit = 9});
@@ -121,7 +121,7 @@ TEST(WritePackets, LastByteBecomesTheFlagOfAFlagSocket) {
   run_virtual_parallel([] {
     const std::pair<std::uint8_t, std::uint8_t> flags[] = {{0x00, 0}, {0x01, 1}, {0x02, 0},
                                                            {0x03, 1}, {0xFE, 0}, {0xFF, 1}};
-    for (const std::uint8_t socket : {0x21, 0x22}) {
+    for (const std::uint8_t socket : Bytes{0x21, 0x22}) {
       for (const auto& [given, sent] : flags) {
         DataLink d(socket);
         d.port.expect({socket, socket, 0, 9, 0, sent, 'a', 'b', 'c'});

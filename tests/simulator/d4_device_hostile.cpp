@@ -45,10 +45,10 @@ TEST(D4Hostile, EveryCutOfEveryPacketIsSurvived) {
 TEST(D4Hostile, EveryByteOfEveryPacketCanBeAnything) {
   for (const Bytes& packet : orderly()) {
     for (size_t at = 0; at < packet.size(); ++at) {
-      for (const uint8_t value : {0x00, 0x01, 0x05, 0x06, 0x07, 0x7F, 0x80, 0xFF}) {
+      for (const int value : {0x00, 0x01, 0x05, 0x06, 0x07, 0x7F, 0x80, 0xFF}) {
         Wire wire = opened(0x02);
         Bytes wrong = packet;
-        wrong[at] = value;
+        wrong[at] = static_cast<uint8_t>(value);
         write_exact(wire.device, wrong, 0);
         wire.read_all();
         EXPECT_FALSE(wire.device.report().empty());
@@ -72,7 +72,7 @@ TEST(D4Hostile, RandomBytesAreSurvived) {
     for (int step = 0; step < 60; ++step) {
       const auto now = static_cast<uint64_t>(step);
       Bytes bytes = packets[random() % packets.size()];
-      for (uint32_t changes = random() % 3; changes > 0 && step > 3; --changes) {
+      for (auto changes = random() % 3; changes > 0 && step > 3; --changes) {
         bytes[random() % bytes.size()] = static_cast<uint8_t>(random());
       }
       write_exact(device, bytes, now);

@@ -173,7 +173,9 @@ TEST(D4Removal, AnswersThePacketThatWasWholeBeforeIt) {
 }
 
 TEST(D4Removal, EndsEverythingAndAPlugBeginsAnew) {
-  Wire wire = opened(0x02, {.remove_after_read = 33});
+  Wire wire = entered({.remove_after_read = 33});
+  wire.write(host::open(0x02));
+  EXPECT_EQ(wire::open_reply(0x02), wire.read());
   EXPECT_TRUE(wire.device.gone());
   EXPECT_EQ(D4Transfer::gone, wire.device.write(host::close(0x02), 0).how);
   EXPECT_EQ(std::nullopt, wire.device.next_due());
