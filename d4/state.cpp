@@ -128,11 +128,20 @@ std::int32_t XdltCheckLink(Engine* engine, const XdltLink* link) noexcept {
 }
 
 bool XdltPortIsInUse(XdltPortHandle port) noexcept {
+  if (port == 0) return false;
   const EngineUse use;
-  if (use.Get() == nullptr || port == 0) return false;
-  const LockGuard table(use.Get()->tableLock);
-  return std::ranges::any_of(
-      use.Get()->links, [port](const XdltLink& link) { return link.portHandle.load() == port; });
+  if (use.Get() != nullptr && NamesPort(*use.Get(), port)) return true;
+  const Engine* engine = g_abandoned.load();
+  while (engine != nullptr && !NamesPort(*engine, port)) engine = engine->nextAbandoned;
+  return engine != nullptr;
+}
+
+bool ClaimEnd(Engine& engine, XdltLink& link) {
+  const LockGuard table(engine.tableLock);
+  if (link.portHandle.load() == 0 || link.callers.load() != 0 || link.ending) return false;
+  link.ending = true;
+  link.barred.store(true);
+  return true;
 }
 
 std::uint32_t TimerResolution() noexcept { return g_timerResolution.load(); }
