@@ -118,6 +118,7 @@ void D4Link::check_request_answer(const Owed& owed, View packet, uint64_t now_ms
   const auto found = channels_.find(owed.socket);
   if (result == good && found != channels_.end()) {
     found->second.device_credit += granted;
+    found->second.asked_credit += granted;
   }
 }
 

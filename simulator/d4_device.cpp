@@ -39,6 +39,7 @@ D4Written D4Device::write(View bytes, uint64_t now_ms) {
     return {D4Transfer::pending, 0};
   }
   ++out_transfers_;
+  judge_unfinished(false, now_ms);
   size_t taken = bytes.size();
   if (const auto cut = options_.short_writes.find(out_transfers_);
       cut != options_.short_writes.end()) {
@@ -154,6 +155,7 @@ D4Taken D4Device::take_nothing(uint64_t now_ms) {
 }
 
 D4Taken D4Device::complete_empty(uint64_t now_ms) {
+  judge_unfinished(true, now_ms);
   empty_at_ms_.reset();
   ++in_transfers_;
   ++empty_transfers_;
@@ -201,11 +203,15 @@ void D4Device::deliver(View bytes, uint64_t now_ms) {
   if (unreadable_) {
     return link_.device_bytes(bytes, now_ms);
   }
+  if (to_host_.pending().empty()) {
+    unfinished_since_ms_ = now_ms;
+  }
   to_host_.feed(bytes);
   ++device_spread_;
   while (const auto packet = to_host_.next()) {
     link_.device_packet(*packet, now_ms, device_spread_);
     device_spread_ = 1;
+    unfinished_since_ms_ = now_ms;
   }
   if (to_host_.is_bad()) {
     link_.device_bytes(to_host_.pending(), now_ms);
@@ -213,6 +219,12 @@ void D4Device::deliver(View bytes, uint64_t now_ms) {
   }
   if (to_host_.pending().empty()) {
     device_spread_ = 0;
+  }
+}
+
+void D4Device::judge_unfinished(bool ended, uint64_t now_ms) {
+  if (!to_host_.pending().empty()) {
+    link_.device_breaks_off(to_host_.pending().size(), ended, unfinished_since_ms_, now_ms);
   }
 }
 

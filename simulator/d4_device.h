@@ -148,6 +148,7 @@ class D4Device {
   };
 
   // d4_device.cpp: the transfers
+  void judge_unfinished(bool ended, uint64_t now_ms);
   void accept(View bytes, bool cut, uint64_t now_ms);
   std::string unfinished() const;
   size_t read_packets(uint64_t now_ms);
@@ -194,8 +195,9 @@ class D4Device {
   D4Cutter to_host_;
   uint32_t host_spread_ = 0;  // transfers that the packet under way has begun to take
   uint32_t device_spread_ = 0;
-  bool lost_ = false;        // the host's stream can't be cut any more
-  bool unreadable_ = false;  // nor can the device's own
+  uint64_t unfinished_since_ms_ = 0;  // when the device's packet under way began
+  bool lost_ = false;                 // the host's stream can't be cut any more
+  bool unreadable_ = false;           // nor can the device's own
 
   std::deque<Packet> output_;  // by the time when it's due
   size_t output_bytes_ = 0;

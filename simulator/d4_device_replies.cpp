@@ -125,7 +125,8 @@ void D4Device::handle_open(View packet, uint64_t now_ms) {
   const uint16_t credit =
       wanted.credit == D4CreditPolicy::on_open ? wanted.open_credit : uint16_t{0};
   if (opened) {
-    Endpoint& endpoint = endpoints_[socket] = {};
+    endpoints_.erase(socket);
+    Endpoint& endpoint = endpoints_[socket];
     endpoint.options = wanted;
     endpoint.read_size = std::min(wanted.read_size, d4::word_at(packet, 11));
     endpoint.message.socket = socket;

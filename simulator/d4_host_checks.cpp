@@ -233,7 +233,8 @@ void D4Link::check_credit(View packet, uint64_t now_ms) {
   if (open == nullptr) {
     return;
   }
-  if (open->device_credit != 0) {
+  // What the device asked for may have been granted while this command was being made.
+  if (open->device_credit > open->asked_credit) {
     breach(D4Rule::credit_needed, now_ms,
            on_socket(packet[7]) + " still has " + decimal(open->device_credit));
   }

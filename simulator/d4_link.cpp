@@ -115,6 +115,15 @@ void D4Link::device_bytes(View bytes, uint64_t now_ms) {
   blame(now_ms, "bytes that are no packet");
 }
 
+// A host waits for the rest of a header as long as transfers bring something, and for the rest
+// of a packet as long as it has patience.
+void D4Link::device_breaks_off(size_t got, bool ended, uint64_t since_ms, uint64_t now_ms) {
+  if (fault_.empty() && stage_ != Stage::raw &&
+      ((ended && got < d4::header_size) || now_ms - since_ms >= patience_ms_)) {
+    blame(now_ms, "a packet that breaks off");
+  }
+}
+
 void D4Link::device_packet(View packet, uint64_t now_ms, uint32_t transfers) {
   conversation_.packet(D4Side::device, packet, now_ms, transfers);
   // What comes without a link is thrown away by the next one that the host opens.
@@ -252,6 +261,7 @@ void D4Link::device_data(View packet, uint64_t now_ms) {
     return blame(now_ms, "data without credit");
   }
   --channel.device_credit;
+  channel.asked_credit = std::min(channel.asked_credit, channel.device_credit);
   if (packet.size() > channel.read_size) {
     return blame(now_ms, "data above the negotiated size");
   }

@@ -32,9 +32,11 @@ class D4Link {
     // Packets that the host may send: at most, and of these what it knows of for certain.
     uint32_t host_credit = 0;
     uint32_t certain_credit = 0;
-    uint32_t device_credit = 0;  // packets that the device may send
-    bool used = false;           // the host has spoken of it since it was opened
-    bool unusable = false;       // agreed with sizes at which the host drops it
+    // Packets that the device may send, and of these at most so many because it asked.
+    uint32_t device_credit = 0;
+    uint32_t asked_credit = 0;
+    bool used = false;      // the host has spoken of it since it was opened
+    bool unusable = false;  // agreed with sizes at which the host drops it
   };
 
   D4Link(bool one_packet_a_transfer, uint64_t host_patience_ms, std::set<D4Rule> tolerated)
@@ -50,6 +52,9 @@ class D4Link {
   // What the device's bytes were when the host had got the last one.
   void device_packet(View packet, uint64_t now_ms, uint32_t transfers);
   void device_bytes(View bytes, uint64_t now_ms);
+  // A packet of the device stands there unfinished: `got` bytes of it. `ended`: a transfer just
+  // completed without bytes.
+  void device_breaks_off(size_t got, bool ended, uint64_t since_ms, uint64_t now_ms);
 
   void breach(D4Rule rule, uint64_t now_ms, const std::string& text);
   void tolerate(D4Rule rule) { tolerated_.insert(rule); }

@@ -43,7 +43,7 @@ inline constexpr vlp::GenVlSettings kUsual = Settings(kBackOff, 4, 25, 20000);
 class CmdTest : public ::testing::Test {
  protected:
   CmdTest() { fake_engine::reset(); }
-  ~CmdTest() override {
+  void TearDown() override {
     platform::clear_faults();
     platform::set_timer_period_min(1);
   }

@@ -10,9 +10,7 @@ namespace {
 
 using vlp::ControlPacket;
 
-Bytes bytes_of(const ControlPacket& packet) {
-  return {packet.View().begin(), packet.View().end()};
-}
+Bytes bytes_of(const ControlPacket& packet) { return {packet.View().begin(), packet.View().end()}; }
 
 ControlPacket received(const Bytes& bytes) { return ControlPacket(vlp::Bytes(bytes)); }
 

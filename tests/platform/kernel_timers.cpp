@@ -31,7 +31,7 @@ MMRESULT start_shot(UINT delay, HANDLE event) {
 
 class KernelTimers : public ::testing::Test {
  protected:
-  ~KernelTimers() override {
+  void TearDown() override {
     platform::clear_faults();
     platform::set_timer_period_min(1);
   }

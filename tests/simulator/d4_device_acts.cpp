@@ -161,6 +161,39 @@ TEST(D4Fault, IsAlsoWhatNeedsMoreThanOnePacket) {
   EXPECT_EQ("more credit than a channel can hold", credit.device.link().fault());
 }
 
+TEST(D4Fault, IsAHeaderThatBreaksOff) {
+  Wire wire = opened(0x02);
+  wire.device.push_raw(Bytes{0, 0, 0, 10, 1}, 0);
+  wire.device.take(0, buffer_size);
+  EXPECT_TRUE(wire.device.link().fault().empty());
+  EXPECT_EQ(Bytes{}, wire.read());
+  EXPECT_EQ("a packet that breaks off", wire.device.link().fault());
+}
+
+TEST(D4Fault, IsAPacketThatBreaksOffOnceTheHostLosesPatience) {
+  for (const uint64_t waited : {uint64_t{10999}, uint64_t{11000}}) {
+    Wire wire = opened(0x02);
+    wire.now_ms = 5;
+    wire.device.push_raw(Bytes{0, 0, 0, 10, 1, 0}, wire.now_ms);
+    wire.read();
+    EXPECT_EQ(Bytes{}, wire.read());
+    wire.now_ms += waited;
+    wire.say(host::error(0x80));
+    EXPECT_EQ(waited < 11000 ? 1U : 0U, wire.device.breaches(D4Rule::error_deserved));
+  }
+}
+
+TEST(D4Fault, IsNotAPacketThatComesInPieces) {
+  Wire wire = opened(0x02);
+  wire.write(host::credit(0x02));
+  EXPECT_EQ(3U, wire.read(3).size());
+  EXPECT_EQ(5U, wire.read(5).size());
+  wire.now_ms = 10999;
+  EXPECT_EQ(2U, wire.read_all().size());
+  EXPECT_TRUE(wire.device.link().fault().empty());
+  expect_clean(wire);
+}
+
 TEST(D4Fault, IsNotWhatComesWithoutALink) {
   Wire wire;
   wire.device.push_raw(bytes_of("left from some earlier job"), 0);

@@ -247,6 +247,17 @@ TEST(D4HostChecks, CreditIsGivenWhenTheDeviceHasNoneLeft) {
   expect_breach(wire, D4Rule::credit_needed);
 }
 
+TEST(D4HostChecks, CreditMayCrossWithWhatTheDeviceAskedFor) {
+  Wire wire = opened(0x02);
+  wire.device.send_credit_request(0x02, 2, 0);
+  wire.read_all();
+  wire.say(host::request_answer(0, 0x02, 2));
+  wire.say(host::credit(0x02));
+  expect_clean(wire);
+  wire.say(host::credit(0x02));
+  expect_breach(wire, D4Rule::credit_needed);
+}
+
 TEST(D4HostChecks, ARequestAsksForTheUsualCredit) {
   for (const size_t at : {size_t{9}, size_t{10}, size_t{11}, size_t{12}}) {
     Wire wire = opened(0x02, {.any_socket = {.credit = D4CreditPolicy::on_request}});
