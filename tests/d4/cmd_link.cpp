@@ -5,7 +5,6 @@
 namespace {
 
 using cmd_test::CmdTest;
-using cmd_test::kCommand;
 using cmd_test::kPort;
 using cmd_test::kUntouched;
 using cmd_test::kUsual;

@@ -106,9 +106,9 @@ TEST(ControlBreaches, EveryCommandByteWhileAReplyIsAwaited) {
     for (const std::uint8_t command : every_byte()) {
       OpenLink up;
       up.channel(0x02);
-      up.port.expect(credit_request(0x02))
-          .answer(good_packet(command))
-          .answer(credit_request_reply(0x02, 9));
+      auto request = up.port.expect(credit_request(0x02)).answer(good_packet(command));
+      // Behind an Exit nothing is read, not even the rest of what the fetch brought a part of.
+      if (command != 0x08) request.answer(credit_request_reply(0x02, 9));
       if (!answer_to(command).empty()) up.port.expect(answer_to(command));
       const std::int32_t end = end_by(command, 0x84);
       const Called called = timed([&] { return XdltSendCreditRequest(*up.link, 0x02); });

@@ -109,7 +109,9 @@ TEST(ControlResults, OfGetServiceName) {
       [](OpenLink& up) {
         std::uint8_t name[5] = {0xA5, 0xA5, 0xA5, 0xA5, 0xA5};
         const std::int32_t result = XdltSendGetServiceName(*up.link, 0x50, name, 5);
-        if (result != 5) EXPECT_THAT(name, Each(0xA5));
+        if (result != 5) {
+          EXPECT_THAT(name, Each(0xA5));
+        }
         return result;
       });
 }

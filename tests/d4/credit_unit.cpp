@@ -122,7 +122,7 @@ TEST(RoomForPackets, OnlySixteenBitsOfTheNumberCount) {
 }
 
 TEST(RoomForPackets, APacketThatCarriesNothingHasNone) {
-  for (const std::uint16_t packet : {0, 1, 5, 6}) {
+  for (const std::uint16_t packet : std::initializer_list<std::uint16_t>{0, 1, 5, 6}) {
     XdltChannel channel;
     set(channel, {0x20000, 0, 0, packet, 0});
     EXPECT_EQ(0, vlp::RoomInPackets(channel)) << packet;

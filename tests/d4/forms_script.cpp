@@ -12,7 +12,6 @@ using test::elapsed_ms;
 using test::run_virtual_parallel;
 using test::run_virtual_schedules;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 constexpr std::uint32_t kUntouched = 0xA5A5A5A5;

@@ -116,7 +116,7 @@ class ScriptedPort::Far {
   Fate meet(const Bytes& bytes) VLP_REQUIRES(lock_);
   std::optional<std::size_t> match(const Bytes& bytes) VLP_REQUIRES(lock_);
   void consequences(const Fate& fate) VLP_REQUIRES(lock_);
-  void queue(const Answer& answer, bool asked) VLP_REQUIRES(lock_);
+  void queue(const Answer& answer, bool asked);
   // Until the moment or the removal, which gives false.
   bool pass(std::uint64_t until_ms) VLP_REQUIRES(lock_);
   void wait_for_news(std::optional<std::uint64_t> until_ms) VLP_REQUIRES(lock_);

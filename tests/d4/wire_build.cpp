@@ -33,7 +33,7 @@ Bytes hex(const std::string& digits) {
     if (std::isspace(static_cast<unsigned char>(character)) != 0) continue;
     const unsigned value = digit(character);
     if (half) {
-      bytes.back() = static_cast<std::uint8_t>(bytes.back() << 4 | value);
+      bytes.back() = static_cast<std::uint8_t>(static_cast<unsigned>(bytes.back()) << 4 | value);
     } else {
       bytes.push_back(static_cast<std::uint8_t>(value));
     }
