@@ -30,9 +30,16 @@ constexpr std::uint8_t kOpenedSmaller = 6;  // opened, with other sizes than ask
 
 }  // namespace
 
+void CloseByDevice(XdltLink& link) {
+  std::uint32_t open = kLinkOpen;
+  link.state.compare_exchange_strong(open, kLinkClosed);
+}
+
 std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then) {
   if (link.state.load() != kLinkOpen) return XDLT_ERR_LINK_DOWN;
   const LockGuard port(link.portLock);
+  // The device's Exit may have been answered while the lock was waited for.
+  if (link.state.load() != kLinkOpen) return XDLT_ERR_LINK_DOWN;
   const TransferTrace trace;
   const auto size = static_cast<std::uint32_t>(packet.size());
   std::uint32_t written = 0;
@@ -45,6 +52,7 @@ std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then) 
     AddGrantedCredit(*then.channel, then.granted);
     then.channel->sendCredit -= then.spent;
   }
+  if (then.closesLink) CloseByDevice(link);
   return static_cast<std::int32_t>(size);
 }
 

@@ -15,7 +15,11 @@ struct OnWritten {
   XdltChannel* channel = nullptr;  // whose credit changes, null for none
   std::uint32_t granted = 0;       // packets more that the device may send
   std::int32_t spent = 0;          // packets fewer that may be sent to it
+  bool closesLink = false;         // nothing may be written behind it
 };
+
+// An open link becomes a closed one; a lost one stays lost.
+void CloseByDevice(XdltLink& link);
 
 // Writes one packet under the port's lock. Its size, or XDLT_ERR_LINK_DOWN,
 // XDLT_ERR_PORT_WRITE or XDLT_ERR_SHORT_WRITE. Blocks as the port does, and while the

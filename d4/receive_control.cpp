@@ -54,9 +54,10 @@ std::int32_t AnswerCreditRequest(XdltLink& link, const ControlPacket& command) {
 }
 
 std::int32_t AnswerExit(XdltLink& link) {
-  const std::int32_t written = XdltPortWrite(link, ExitReply().View());
-  std::uint32_t open = kLinkOpen;
-  link.state.compare_exchange_strong(open, kLinkClosed);
+  OnWritten then;
+  then.closesLink = true;
+  const std::int32_t written = XdltPortWrite(link, ExitReply().View(), then);
+  CloseByDevice(link);
   return written;
 }
 

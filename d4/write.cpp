@@ -59,6 +59,7 @@ std::int32_t SendMessage(XdltLink& link, XdltChannel& channel, Message message,
                          std::uint32_t* sent) {
   while (message.remaining != 0) {
     if (link.portHandle.load() == 0) return XDLT_ERR_LINK_LOST;
+    if (channel.state.load() != kChannelOpen) return XDLT_ERR_NOCHANNEL;
     const std::int32_t ready = HaveCredit(link, channel);
     if (ready != 0) return ready;
     const std::int32_t moved =
