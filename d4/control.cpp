@@ -21,8 +21,9 @@ std::int32_t ResultOf(const ControlPacket& reply, std::initializer_list<std::uin
 
 // A transaction of which only the result byte matters.
 std::int32_t TransactFor(XdltLink& link, const ControlPacket& packet,
-                         std::initializer_list<std::uint8_t> known, ControlPacket* reply) {
-  const std::int32_t status = Transact(link, packet, reply);
+                         std::initializer_list<std::uint8_t> known, ControlPacket* reply,
+                         const OnWritten& then = {}, OnlyWhileOpen only = {}) {
+  const std::int32_t status = Transact(link, packet, reply, then, only);
   return status == 0 ? ResultOf(*reply, known) : status;
 }
 
@@ -35,11 +36,15 @@ void CloseByDevice(XdltLink& link) {
   link.state.compare_exchange_strong(open, kLinkClosed);
 }
 
-std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then) {
+std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then,
+                           OnlyWhileOpen only) {
   if (link.state.load() != kLinkOpen) return XDLT_ERR_LINK_DOWN;
   const LockGuard port(link.portLock);
-  // The device's Exit may have been answered while the lock was waited for.
+  // The device's Exit or CloseChannel may have been answered while the lock was waited for.
   if (link.state.load() != kLinkOpen) return XDLT_ERR_LINK_DOWN;
+  if (only.channel != nullptr && only.channel->state.load() == kChannelClosedByPeer) {
+    return XDLT_ERR_NOCHANNEL;
+  }
   const TransferTrace trace;
   const auto size = static_cast<std::uint32_t>(packet.size());
   std::uint32_t written = 0;
@@ -57,12 +62,12 @@ std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then) 
 }
 
 std::int32_t Transact(XdltLink& link, const ControlPacket& packet, ControlPacket* reply,
-                      XdltChannel* channel, std::uint32_t granted) {
+                      OnWritten then, OnlyWhileOpen only) {
   if (!IsSignalled(link.controlEvent.Get(), kControlLimitMs)) return XDLT_ERR_CTRL_BUSY;
   ExpectReply(link);
-  const std::uint8_t awaited = ReplyTo(packet.Command());
-  std::int32_t status = XdltPortWrite(link, packet.View(), {awaited, channel, granted});
-  if (status >= 0) status = AwaitReply(link, awaited, reply);
+  then.awaitedReply = ReplyTo(packet.Command());
+  std::int32_t status = XdltPortWrite(link, packet.View(), then, only);
+  if (status >= 0) status = AwaitReply(link, then.awaitedReply, reply);
   Signal(link.controlEvent.Get());
   return status;
 }
@@ -94,14 +99,18 @@ std::int32_t XdltSendCloseChannel(XdltLink& link, std::uint8_t socket) {
 }
 
 std::int32_t XdltSendCredit(XdltLink& link, XdltChannel& channel) {
+  OnWritten then;
+  then.channel = &channel;
+  then.granted = 1;
   ControlPacket reply;
-  const std::int32_t status = Transact(link, CreditPacket(channel.socket), &reply, &channel, 1);
-  return status == 0 ? ResultOf(reply, {7, 8}) : status;
+  return TransactFor(link, CreditPacket(channel.socket), {7, 8}, &reply, then, {&channel});
 }
 
 std::int32_t XdltSendCreditRequest(XdltLink& link, std::uint8_t socket) {
+  const ChannelPointer channel = FindChannel(link, socket);
   ControlPacket reply;
-  const std::int32_t result = TransactFor(link, CreditRequestPacket(socket), {8}, &reply);
+  const std::int32_t result =
+      TransactFor(link, CreditRequestPacket(socket), {8}, &reply, {}, {channel.get()});
   return result == 0 ? LoadCreditGranted(reply) : result;
 }
 

@@ -18,19 +18,26 @@ struct OnWritten {
   bool closesLink = false;         // nothing may be written behind it
 };
 
+// Whether a packet still may go when the port is free for it.
+struct OnlyWhileOpen {
+  const XdltChannel* channel = nullptr;  // null: in any case
+};
+
 // An open link becomes a closed one; a lost one stays lost.
 void CloseByDevice(XdltLink& link);
 
 // Writes one packet under the port's lock. Its size, or XDLT_ERR_LINK_DOWN,
-// XDLT_ERR_PORT_WRITE or XDLT_ERR_SHORT_WRITE. Blocks as the port does, and while the
-// read thread is in a read.
-std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then = {});
+// XDLT_ERR_PORT_WRITE or XDLT_ERR_SHORT_WRITE; XDLT_ERR_NOCHANNEL if the device closed
+// the channel that it belongs to. Blocks as the port does, and while the read thread is in
+// a read.
+std::int32_t XdltPortWrite(XdltLink& link, Bytes packet, const OnWritten& then = {},
+                           OnlyWhileOpen only = {});
 
 // One transaction: waits for the control gate, writes, waits for the reply. 0 and the
 // reply; XDLT_ERR_CTRL_BUSY; the write's result; XDLT_ERR_REPLY_TIMEOUT; or the result
 // at which reading ended.
 std::int32_t Transact(XdltLink& link, const ControlPacket& packet, ControlPacket* reply,
-                      XdltChannel* channel = nullptr, std::uint32_t granted = 0);
+                      OnWritten then = {}, OnlyWhileOpen only = {});
 
 // Each sends its packet and gives 0 or more, or a result: that of the transaction, the
 // reply's own code negated, or XDLT_ERR_BAD_RESULT.
@@ -42,7 +49,7 @@ std::int32_t XdltSendCloseChannel(XdltLink& link, std::uint8_t socket);
 // Grants one packet on the channel, as soon as the packet is written.
 std::int32_t XdltSendCredit(XdltLink& link, XdltChannel& channel);
 std::int32_t XdltSendCreditRequest(XdltLink& link, std::uint8_t socket);  // the credit given
-std::int32_t XdltSendExit(XdltLink& link);                                // any reply will do
+std::int32_t XdltSendExit(XdltLink& link);                                 // any reply will do
 // A name of up to kMaxSocketName bytes, else XDLT_ERR_PARAM.
 std::int32_t XdltSendGetSocketId(XdltLink& link, const char* name, std::uint32_t count,
                                  std::uint8_t* socketOut);

@@ -59,7 +59,6 @@ std::int32_t SendMessage(XdltLink& link, XdltChannel& channel, Message message,
                          std::uint32_t* sent) {
   while (message.remaining != 0) {
     if (link.portHandle.load() == 0) return XDLT_ERR_LINK_LOST;
-    if (channel.state.load() != kChannelOpen) return XDLT_ERR_NOCHANNEL;
     const std::int32_t ready = HaveCredit(link, channel);
     if (ready != 0) return ready;
     const std::int32_t moved =
@@ -107,7 +106,8 @@ std::int32_t XdltSendPacket(XdltLink& link, XdltChannel& channel, const std::uin
   StoreHeader(packet, {channel.socket, channel.socket, static_cast<std::uint16_t>(length), credit,
                        last ? LastControlByte(channel, eomByte) : std::uint8_t{0}});
   std::memcpy(packet + kHeaderSize, bytes, payload);
-  const std::int32_t written = XdltPortWrite(link, Bytes(packet, length), {0, &channel, credit, 1});
+  const std::int32_t written =
+      XdltPortWrite(link, Bytes(packet, length), {0, &channel, credit, 1}, {&channel});
   return written < 0 ? written : static_cast<std::int32_t>(payload);
 }
 
