@@ -160,10 +160,10 @@ class BytePort {
   unsigned answers_ = 0;  // how many of entry string, Init and two openings are answered
   bool obliging_ = false;
   bool storesZero_ = false;
-  std::uint32_t latency_ = 0;   // ms; of reads without bytes
-  std::size_t piece_ = 0;       // the most in one read; 0: as much as is asked for
-  std::uint8_t empties_ = 0;    // reads that bring nothing though there is something
-  std::uint8_t failures_ = 0;   // reads that fail instead
+  std::uint32_t latency_ = 0;  // ms; of reads without bytes
+  std::size_t piece_ = 0;      // the most in one read; 0: as much as is asked for
+  std::uint8_t empties_ = 0;   // reads that bring nothing though there is something
+  std::uint8_t failures_ = 0;  // reads that fail instead
   std::array<Opening, 2> openings_;
   std::deque<std::uint8_t> bytes_;
   bool entered_ = false;

@@ -16,9 +16,9 @@ namespace fuzz {
 // More than this many calls of the port in one run are a loop without end.
 inline constexpr unsigned kMostPortCalls = 40'000;
 // What a read without bytes takes at least; shorter ones would make a run slow.
-inline constexpr std::uint32_t kEmptyReadMs = 250;
+inline constexpr std::uint32_t kEmptyReadMs = 500;
 // And any transfer at most.
-inline constexpr std::uint32_t kLongestTransferMs = 1000;
+inline constexpr std::uint32_t kLongestTransferMs = 1500;
 
 // How the calls are made.
 struct CallPlan {

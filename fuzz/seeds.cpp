@@ -43,7 +43,9 @@ INSTANTIATE_TEST_SUITE_P(Of, Seeds,
                                            Target{"device_id", &device_id},
                                            Target{"hex_list", &hex_list},
                                            Target{"profile", &profile},
-                                           Target{"registry", &registry}),
+                                           Target{"registry", &registry},
+                                           Target{"d4_bytes", &d4_bytes},
+                                           Target{"d4_actions", &d4_actions}),
                          [](const auto& named) { return std::string(named.param.name); });
 
 }  // namespace

@@ -17,6 +17,8 @@ void device_id(Input input);
 void hex_list(Input input);
 void profile(Input input);
 void registry(Input input);
+void d4_bytes(Input input);
+void d4_actions(Input input);
 
 // Stops the program, with the text, unless the claim holds.
 void claim(bool holds, const char* text);

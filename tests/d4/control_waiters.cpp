@@ -95,6 +95,26 @@ TEST(Waiters, AReplyAtTheVeryLimitIsTakenOrDropped) {
   });
 }
 
+TEST(Waiters, AReplyBetweenTheTimeOutAndItsNoticeIsTaken) {
+  run_virtual_parallel([] {
+    Waiters all;
+    all.link.awaitedReply.store(0x84);
+    auto device = test::spawn("device", [&] {
+      test::sleep_ms(10'999);
+      // The waiter's time runs out, and it can't give up before the reply is there.
+      const vlp::LockGuard held_up(all.link.waitersLock);
+      test::sleep_ms(2);
+      EXPECT_TRUE(DeliverReply(all.link, granted(5)));
+    });
+    ControlPacket got;
+    EXPECT_EQ(0, AwaitReply(all.link, 0x84, &got));
+    EXPECT_EQ(11'001u, elapsed_ms());
+    EXPECT_EQ(5, got.Big16At(10));
+    device.join();
+    EXPECT_FALSE(all.reply_is_signalled()) << "nothing is left for the next";
+  });
+}
+
 TEST(Waiters, ExpectingAReplyForgetsEarlierSignals) {
   run_virtual_parallel([] {
     Waiters all;

@@ -44,11 +44,11 @@ TEST(PortWrite, WritesNothingUnlessTheLinkIsOpen) {
   });
 }
 
-TEST(PortWrite, AFailureAwaitsNothingAndGivesNothing) {
+TEST(PortWrite, AFailureAwaitsGivesAndSpendsNothing) {
   run_virtual_parallel([] {
     OpenLink up;
-    up.channel(0x02);
-    const vlp::OnWritten then{0x84, up.record(0x02).get(), 5};
+    up.channel(0x02, {.credit = 3});
+    const vlp::OnWritten then{0x84, up.record(0x02).get(), 5, 1};
     up.port.expect(text("abc")).fails();
     EXPECT_EQ(-31, put(up, text("abc"), then));
     // Even if the port says that all went out.
@@ -60,11 +60,28 @@ TEST(PortWrite, AFailureAwaitsNothingAndGivesNothing) {
     EXPECT_EQ(-61, put(up, text("abc"), then));
     EXPECT_EQ(0, up.awaited());
     EXPECT_EQ(0, up.given(0x02));
+    EXPECT_EQ(3, up.held(0x02));
     up.port.expect(text("abc"));
     EXPECT_EQ(3, put(up, text("abc"), then));
     EXPECT_EQ(0x84, up.awaited());
     EXPECT_EQ(5, up.given(0x02));
+    EXPECT_EQ(2, up.held(0x02));
     up.link->awaitedReply.store(0);
+  });
+}
+
+TEST(PortWrite, ThatClosesTheLinkLetsNothingFollow) {
+  run_virtual_parallel([] {
+    OpenLink up;
+    const vlp::OnWritten then{.closesLink = true};
+    up.port.expect(text("last")).takes_ms(100);
+    auto last = transact("last", [&] { return put(up, text("last"), then); });
+    test::settle();
+    const Called queued = timed([&] { return put(up, text("abc")); });
+    EXPECT_EQ(-53, queued.result) << "though it was queued while the link was open";
+    EXPECT_EQ(100u, queued.ms);
+    EXPECT_EQ(4, last.get().result);
+    EXPECT_EQ(2u, up.link->state.load());
   });
 }
 

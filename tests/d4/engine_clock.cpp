@@ -105,14 +105,15 @@ TEST_F(EngineClock, WithoutAnEngineTheStampIsZero) {
 }
 
 TEST_F(EngineClock, TimersAreAskedForAtTheSystemsFinestPeriodButNeverBelowOne) {
-  const std::pair<std::uint32_t, std::uint32_t> cases[] = {
-      {0, 1}, {1, 1}, {2, 2}, {15, 15}, {1'000, 1'000}};
-  for (const auto& [period, resolution] : cases) {
+  struct Case {
+    std::uint32_t period, resolution;
+  };
+  for (const Case& one : {Case{0, 1}, Case{1, 1}, Case{2, 2}, Case{15, 15}, Case{1'000, 1'000}}) {
     run_virtual_parallel([&] {
-      platform::set_timer_period_min(period);
+      platform::set_timer_period_min(one.period);
       Engine engine;
-      EXPECT_EQ(resolution, vlp::TimerResolution());
-      EXPECT_EQ(period, the_engine().wPeriodMin);
+      EXPECT_EQ(one.resolution, vlp::TimerResolution());
+      EXPECT_EQ(one.period, the_engine().wPeriodMin);
       EXPECT_EQ(65535u, the_engine().wPeriodMax);
     });
   }

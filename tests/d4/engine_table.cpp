@@ -7,6 +7,7 @@
 
 #include "platform/faults.h"
 #include "tests/d4/link_look.h"
+#include "tests/support/fault_memory.h"
 
 namespace d4_test {
 namespace {
@@ -234,6 +235,7 @@ TEST(EngineTable, OneUninitialiseTooManyIsNoMatter) {
 }
 
 TEST(EngineTable, WithoutMemoryInitialiseStillSucceedsAndALaterOneBuilds) {
+  SKIP_UNLESS_MEMORY_CAN_FAIL();
   run_virtual_parallel([] {
     ScriptedPort port;
     {

@@ -84,8 +84,8 @@ TEST_F(LinkDummyRead, HoldsThePortAndComesBeforeTheLinkIsOpen) {
     test::sleep_ms(35);
     EXPECT_TRUE(port.read_is_inside());
     EXPECT_EQ(vlp::kLinkFree, record(0).state.load());
-    EXPECT_EQ(1u, platform::locks_held_by(opening.thread()).size() -
-                      std::size_t{1});  // beside it the link's own, for who is inside
+    // The port's, and the link's own for who is inside.
+    EXPECT_EQ(2u, platform::locks_held_by(opening.thread()).size());
     EXPECT_EQ(0u, port.write_count());
     EXPECT_EQ(0, opening.get().result);
     EXPECT_EQ(70u, port.writes().front().began_ms);

@@ -25,6 +25,13 @@ inline vlp::XdltLink& record(std::size_t index) {
   return engine.links[index];
 }
 
+// While others are at work on the link.
+inline HANDLE control_gate_of(std::size_t index) {
+  vlp::Engine& engine = the_engine();
+  const vlp::LockGuard table(engine.tableLock);
+  return engine.links[index].controlEvent.Get();
+}
+
 inline bool gate_is_open(vlp::XdltLink& link) {
   if (!vlp::IsSignalled(link.gateEvent.Get(), 0)) return false;
   vlp::Signal(link.gateEvent.Get());

@@ -223,8 +223,8 @@ TEST(LinkOpenFailures, ControlGateThatDoesNotComeIsWaitedForElevenSeconds) {
     auto opening = transact("opening", [&] { return static_cast<Called>(open_link(port)); });
     test::sleep_ms(5);
     // Takes the control gate as soon as it is first opened.
-    auto thief = test::spawn(
-        "thief", [gate = record(0).controlEvent.Get()] { WaitForSingleObject(gate, INFINITE); });
+    auto thief =
+        test::spawn("thief", [gate = control_gate_of(0)] { WaitForSingleObject(gate, INFINITE); });
     test::sleep_ms(10);
     EXPECT_TRUE(thief.ended());
     EXPECT_FALSE(opening.ended());

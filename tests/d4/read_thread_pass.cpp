@@ -298,6 +298,20 @@ TEST(ReadThreadPass, ThreadThatIsStoppedBeforeItBeginsReadsNothing) {
   });
 }
 
+TEST(ReadThreadPass, ThreadThatIsWokenToStopReadsNothing) {
+  run_virtual_schedules(5, [] {
+    BareLink bare;
+    bare.link.threadCommand.store(vlp::kThreadRun);
+    auto thread = test::spawn("read thread", [&] { vlp::ReadThread(bare.link); });
+    settle();
+    bare.link.threadCommand.store(vlp::kThreadStop);
+    SetEvent(bare.link.wakeEvent.Get());
+    thread.join();
+    EXPECT_EQ(0u, elapsed_ms());
+    EXPECT_EQ(0u, bare.port.read_count());
+  });
+}
+
 TEST(ReadThreadPass, StopTakesEffectWhenTheReadUnderWayReturns) {
   run_virtual_schedules(5, [] {
     DataLink d;

@@ -196,6 +196,23 @@ TEST(ReadThreadPort, BytesThatWereReadAlreadyCostNoRead) {
   });
 }
 
+TEST(ReadThreadPort, JustAHeaderThatWasReadAlreadyCostsNoReadForIt) {
+  run_virtual_parallel([] {
+    BareLink bare;
+    vlp::PacketReader reader(bare.link);
+    vlp::ReceivedPacket packet;
+    bare.port.reads_span_answers(true);
+    bare.port.say(data(0x02, text("abcd")));
+    bare.port.say(data(0x03, text("ef")));
+    EXPECT_EQ(10, reader.Take(16, &packet));
+    EXPECT_EQ(8, reader.Take(6, &packet));
+    EXPECT_EQ('f', packet.payload.Get()[1]);
+    std::vector<std::uint32_t> asked;
+    for (const Transfer& read : bare.port.reads()) asked.push_back(read.asked);
+    EXPECT_THAT(asked, ElementsAre(16, 2));
+  });
+}
+
 TEST(ReadThreadPort, WholePacketIsTakenThoughMoreBytesWereHopedFor) {
   run_virtual_parallel([] {
     BareLink bare;

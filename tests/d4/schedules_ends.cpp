@@ -18,32 +18,37 @@ using simulator::D4Rule;
 D4Options echoing(std::uint64_t number) {
   D4Options options;
   options.latency_ms = number % 3;
+  options.empty_after_ms = number % 4;
   options.any_socket = {.write_size = 30, .read_size = 30, .open_credit = 2, .grant = 2};
   options.answers = {{.socket = 0x02, .echo = true}, {.socket = 0x50, .echo = true}};
   return options;
+}
+
+// A lost link says to most calls that it isn't ready, and of its channels that they are
+// closed, until somebody closes it.
+bool ends(vlp::XdltLink* link, std::int32_t result) {
+  return is_over(listed(result)) || link->state.load() != vlp::kLinkOpen;
 }
 
 // Writes, reads, and opens and closes a channel of its own, until the link is over.
 std::vector<test::TestThread> busy_callers(vlp::XdltLink* link) {
   std::vector<test::TestThread> callers;
   callers.push_back(test::spawn("writer", [link] {
-    while (!is_over(listed(write(link, 0x02, filled(50)).result))) test::sleep_ms(1);
+    while (!ends(link, write(link, 0x02, filled(50)).result)) test::sleep_ms(1);
   }));
   callers.push_back(test::spawn("reader", [link] {
     while (true) {
-      const std::int32_t size = listed(size_query(link, 0x02).result);
-      if (is_over(size)) return;
-      if (size > 0 && is_over(listed(fetch(link, 0x02, 64).result))) return;
+      const std::int32_t size = size_query(link, 0x02).result;
+      if (ends(link, size)) return;
+      if (size > 0 && ends(link, fetch(link, 0x02, 64).result)) return;
       test::sleep_ms(1);
     }
   }));
   callers.push_back(test::spawn("opener", [link] {
-    while (!is_over(listed(open_channel_on(link, 0x50).result))) {
+    while (!ends(link, open_channel_on(link, 0x50).result)) {
       test::sleep_ms(1);
-      if (is_over(listed(write(link, 0x50, filled(5)).result))) return;
-      if (is_over(listed(close_channel_on(link, 0x50).result))) return;
-      // A lost link says of its channels that they are closed.
-      if (link->state.load() != vlp::kLinkOpen) test::sleep_ms(1);
+      if (ends(link, write(link, 0x50, filled(5)).result)) return;
+      if (ends(link, close_channel_on(link, 0x50).result)) return;
     }
   }));
   return callers;
@@ -241,7 +246,7 @@ TEST(Schedules, TheEngineEndsUnderCallsThatAreInside) {
         EXPECT_FALSE(vlp::XdltPortIsInUse(port.handle()));
         EXPECT_EQ(vlp::XDLT_ERR_NOLINK, close_link(link).result);
       },
-      {.may_leave_handles = true});
+      kSeeds, {.may_leave_handles = true});
 }
 
 // Users of the engine come and go, the last and the first among them, each with its log.
@@ -250,24 +255,28 @@ TEST_F(EngineTest, LivesOfTheCommandLayerOverlapInManyOrders) {
   for (const char* const name : {"A", "B", "C"}) {
     logs.push_back(std::make_unique<vlp::DbgLog>(name, directory_.c_str(), vlp::kLogObjects, 4096));
   }
-  in_many_orders([&](std::uint64_t number) {
-    std::vector<test::TestThread> lives;
-    for (std::uint8_t at = 0; at < 3; ++at) {
-      lives.push_back(test::spawn("life", [&, at] {
-        DevicePort port(echoing(number + at));
-        test::sleep_ms(static_cast<std::uint32_t>((number + at * std::uint64_t{3}) % 7));
-        vlp::CD4CmdIO io(logs[at].get(), port.handle(), port.ops(), &kTalkSettings);
-        EXPECT_TRUE(io.IsInitialized());
-        EXPECT_TRUE(io.D4Open());
-        const Bytes bytes = filled(12, at);
-        EXPECT_EQ(bytes, command(io, bytes).bytes);
-        if (at == 0) {
-          EXPECT_TRUE(io.D4Close());
+  in_many_orders(
+      [&](std::uint64_t number) {
+        std::vector<test::TestThread> lives;
+        for (std::uint8_t at = 0; at < 3; ++at) {
+          lives.push_back(test::spawn("life", [&, at] {
+            D4Options options = echoing(number);
+            options.empty_after_ms = 4;  // fewer reads, which are all in the log
+            DevicePort port(options);
+            test::sleep_ms(static_cast<std::uint32_t>((number + at * std::uint64_t{3}) % 7));
+            vlp::CD4CmdIO io(logs[at].get(), port.handle(), port.ops(), &kTalkSettings);
+            EXPECT_TRUE(io.IsInitialized());
+            EXPECT_TRUE(io.D4Open());
+            const Bytes bytes = filled(12, at);
+            EXPECT_EQ(bytes, command(io, bytes).bytes);
+            if (at == 0) {
+              EXPECT_TRUE(io.D4Close());
+            }
+          }));
         }
-      }));
-    }
-    join(lives);
-  });
+        join(lives);
+      },
+      kFewSeeds);
 }
 
 }  // namespace

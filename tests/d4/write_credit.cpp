@@ -116,6 +116,7 @@ TEST(WriteCredit, WaitThatBeginsAtTheMaximumStaysThere) {
     DataLink d(0x02, {.credit = 0});
     set_retry_timing(d.link, 1, 25, 25);
     EXPECT_THAT(refused_times(d, 3), ElementsAre(25, 25, 25));
+    EXPECT_EQ(25u, d.link->creditWait.load());
     set_retry_timing(d.link, 1, 24, 25);
     EXPECT_THAT(refused_times(d, 3), ElementsAre(24, 25, 25));
     set_retry_timing(d.link, 1, 900, 25);

@@ -142,6 +142,7 @@ TEST(D4Answers, ForAChannelJustOpenedMaySayThatThereIsNone) {
 TEST(D4Answers, ToACreditThatIsTooMuchSaySo) {
   const D4Options full = {.any_socket = {.open_credit = 0xFFFF}};
   Wire fits = given_credit(1, full);
+  EXPECT_EQ(0xFFFFU, fits.device.link().channel(0x02)->host_credit);
   fits.say(host::credit_answer(0, 0x02));
   EXPECT_EQ(0xFFFFU, fits.device.link().channel(0x02)->host_credit);
   expect_clean(fits);
@@ -237,6 +238,51 @@ TEST(D4Answers, NobodyAsksForCreditThatWasAnsweredFor) {
   wire.say(host::credit_answer(0, 0x02));
   wire.say(host::credit_request(0x02));
   expect_breach(wire, D4Rule::request_needed);
+}
+
+TEST(D4Answers, ToACreditThatMayBeTooMuchSayEither) {
+  for (const uint8_t result : {uint8_t{0}, uint8_t{7}}) {
+    Wire wire = opened(0x02, {.any_socket = {.open_credit = 0xFFFE, .piggyback = 1}});
+    wire.device.reply(0x02, bytes_of("x"), 0);
+    wire.say(host::credit(0x02));
+    EXPECT_EQ(0xFFFFU, wire.device.link().channel(0x02)->host_credit);
+    EXPECT_TRUE(wire.device.link().fault().empty());
+    wire.device.send_credit(0x02, 1, 0);
+    wire.read_all();
+    wire.say(host::credit_answer(result, 0x02));
+    expect_clean(wire);
+  }
+}
+
+TEST(D4Answers, AddTheCreditToWhatTheHostKnowsOf) {
+  Wire wire = opened(0x02, {.any_socket = {.open_credit = 5}});
+  wire.device.send_credit(0x02, 2, 0);
+  wire.read_all();
+  EXPECT_EQ(7U, wire.device.link().channel(0x02)->host_credit);
+  EXPECT_EQ(5U, wire.device.link().channel(0x02)->certain_credit);
+  wire.say(host::credit_answer(0, 0x02));
+  EXPECT_EQ(7U, wire.device.link().channel(0x02)->certain_credit);
+}
+
+TEST(D4Answers, KnowAChannelThatTheHostGaveCreditFor) {
+  Wire wire = opened(0x02);
+  wire.say(host::credit(0x02));
+  wire.device.send_credit(0x02, 2, 0);
+  wire.read_all();
+  wire.say(host::credit_answer(8, 0x02));
+  expect_breach(wire, D4Rule::answer_result);
+}
+
+TEST(D4Answers, EndWithTheAnswerToExitOnBothSides) {
+  Wire wire = opened(0x02, {.replies = {{.command = D4Command::exit, .never = true}}});
+  wire.write(host::exit);
+  wire.device.send_exit(0);
+  wire.device.send_credit(0x02, 1, 0);
+  wire.read_all();
+  wire.say(host::exit_answer(0));
+  expect_clean(wire);
+  wire.say(host::credit_answer(0, 0x02));
+  expect_breach(wire, D4Rule::nothing_after_exit);
 }
 
 }  // namespace

@@ -198,7 +198,11 @@ TEST(D4Fault, IsNotWhatComesWithoutALink) {
   Wire wire;
   wire.device.push_raw(bytes_of("left from some earlier job"), 0);
   wire.read_all();
+  EXPECT_TRUE(wire.device.link().fault().empty()) << wire.device.report();
   wire.enter();
+  wire.say(host::exit);
+  wire.device.push_raw(wire::exit_reply, 0);
+  wire.read_all();
   EXPECT_TRUE(wire.device.link().fault().empty()) << wire.device.report();
   expect_clean(wire);
 }
@@ -210,6 +214,70 @@ TEST(D4Fault, IsNotDataForAChannelThatTheHostIsClosing) {
   wire.device.send_data_without_credit(0x02, bytes_of("late"), 0);
   EXPECT_EQ(host::data(0x02, "late"), wire.read_all());
   EXPECT_TRUE(wire.device.link().fault().empty()) << wire.device.report();
+}
+
+TEST(D4Fault, IsDataForAnotherChannelThanTheOneThatTheHostIsClosing) {
+  struct Case {
+    Bytes command;
+    uint8_t socket;
+    bool fault;
+  };
+  const std::vector<Case> cases = {{host::close(0x02), 0x02, false},
+                                   {host::close(0x02), 0x09, true},
+                                   {host::credit_request(0x09), 0x09, true}};
+  for (const Case& each : cases) {
+    Wire wire = opened(0x02, {.latency_ms = 0,
+                              .replies = {{.command = D4Command::close_channel, .late_ms = 5},
+                                          {.command = D4Command::credit_request, .late_ms = 5}}});
+    wire.write(each.command);
+    wire.device.push_raw(host::data(each.socket, "x"), 0);
+    EXPECT_EQ(host::data(each.socket, "x"), wire.read_all());
+    EXPECT_EQ(each.fault, wire.device.link().fault() == "data for a channel that isn't open");
+    EXPECT_EQ(each.fault, !wire.device.link().fault().empty());
+  }
+}
+
+TEST(D4Fault, IsAControlPacketOfMoreThanSixtyFourBytes) {
+  for (const size_t letters : {size_t{55}, size_t{56}}) {
+    Wire wire = entered({.services = {{std::string(letters, 'n'), 0x07}}});
+    EXPECT_EQ(9 + letters, wire.say({0, 0, 0, 8, 1, 0, 10, 7}).size());
+    EXPECT_EQ(letters == 55, wire.device.link().fault().empty());
+  }
+}
+
+TEST(D4Acts, OfTheSameMomentKeepTheirOrder) {
+  Wire wire = opened(0x02);
+  for (const uint16_t amount : {uint16_t{1}, uint16_t{2}, uint16_t{3}}) {
+    wire.device.plan({.kind = D4Act::Kind::credit, .at_ms = 4, .socket = 2, .amount = amount});
+  }
+  wire.now_ms = 4;
+  EXPECT_EQ(joined({wire::credit(2, 1), wire::credit(2, 2), wire::credit(2, 3)}), wire.read_all());
+}
+
+TEST(D4Acts, AreDueByTheSoonestOfThem) {
+  Wire wire = opened(0x02, {.latency_ms = 0, .empty_after_ms = 0, .data_survive_close = false});
+  wire.device.plan({.kind = Kind::exit, .at_ms = 90});
+  wire.device.plan({.kind = Kind::error, .at_ms = 40, .code = 0x80});
+  EXPECT_EQ(40U, wire.device.next_due());
+  wire.device.send_credit(0x02, 1, 7);
+  EXPECT_EQ(7U, wire.device.next_due());
+}
+
+TEST(D4Acts, HostileDataUseUpWhatTheHostGranted) {
+  Wire wire = opened(0x02, {.data_latency_ms = 15});
+  wire.say(host::credit(0x02));
+  wire.device.send_data_without_credit(0x02, bytes_of("wild"), 0);
+  EXPECT_EQ(15U, wire.device.next_due());
+  wire.device.reply(0x02, bytes_of("calm"), 0);
+  wire.now_ms = 15;
+  EXPECT_EQ(host::data(0x02, "wild"), wire.read_all());
+  EXPECT_TRUE(wire.device.link().fault().empty());
+  wire.device.send_data_without_credit(0x02, bytes_of("more"), wire.now_ms);
+  wire.device.send_data_without_credit(0x77, bytes_of("none"), wire.now_ms);
+  wire.now_ms = 30;
+  EXPECT_EQ(joined({host::data(0x02, "more"), host::data(0x77, "none")}), wire.read_all());
+  wire.device.reply(0x02, bytes_of("and more"), wire.now_ms);
+  EXPECT_EQ(std::nullopt, wire.device.next_due());
 }
 
 }  // namespace

@@ -61,6 +61,7 @@ TEST(D4CreditPolicy, SendsCreditByItselfAfterRefusals) {
   EXPECT_EQ(wire::request_reply(0, 0x02, 0), wire.say(host::credit_request(0x02)));
   wire.now_ms = 110;
   EXPECT_EQ(wire::credit(0x02, 3), wire.read_all());
+  EXPECT_EQ(std::nullopt, wire.device.next_due());
   wire.say(host::credit_answer(0, 0x02));
   EXPECT_EQ(3U, wire.device.link().channel(0x02)->host_credit);
   EXPECT_EQ(3U, wire.device.link().channel(0x02)->certain_credit);
@@ -159,6 +160,34 @@ TEST(D4Close, DropsWhatWasUnderWayUnlessItShallSurvive) {
     wire.now_ms = 20;
     EXPECT_EQ(survives ? host::data(0x02, "late") : Bytes{}, wire.read_all());
   }
+}
+
+TEST(D4CreditPolicy, SendsCreditByItselfAgainWhenItIsAskedAgain) {
+  Wire wire = opened(
+      0x02, with({.credit = D4CreditPolicy::own_command, .refusals = 2, .own_credit_ms = 5}));
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(wire::request_reply(0, 0x02, 0), wire.say(host::credit_request(0x02)));
+    EXPECT_EQ(wire::request_reply(0, 0x02, 0), wire.say(host::credit_request(0x02)));
+    EXPECT_EQ(wire.now_ms + 5, wire.device.next_due());
+    wire.now_ms += 5;
+    EXPECT_EQ(wire::credit(0x02, 1), wire.read_all());
+    wire.say(host::credit_answer(0, 0x02));
+    wire.say(host::data(0x02, "x"));
+  }
+  expect_clean(wire);
+}
+
+TEST(D4Close, LeavesTheDataOfOtherChannels) {
+  Wire wire = opened(0x02, {.data_latency_ms = 20});
+  wire.open(0x21);
+  wire.say(host::credit(0x02));
+  wire.say(host::credit(0x21));
+  wire.device.reply(0x02, bytes_of("gone"), 0);
+  wire.device.reply(0x21, bytes_of("kept"), 0);
+  EXPECT_EQ(wire::close_reply(0, 0x02), wire.say(host::close(0x02)));
+  wire.now_ms = 20;
+  EXPECT_EQ(host::data(0x21, "kept"), wire.read_all());
+  EXPECT_EQ(0U, wire.device.waiting_bytes());
 }
 
 }  // namespace

@@ -195,4 +195,16 @@ TEST(D4Device, LatencyDelaysRepliesAndDataApart) {
   expect_clean(wire);
 }
 
+TEST(D4Device, OutOfStepGoesOnWithTheNextLink) {
+  Wire wire = opened(0x02);
+  wire.device.push_raw(Bytes{0, 0, 0, 2, 0, 0}, 0);
+  wire.device.push_raw(wire::credit(0x02, 1), 0);
+  wire.read_all();
+  EXPECT_EQ("bytes that are no packet", wire.device.link().fault());
+  EXPECT_EQ(1U, wire.device.link().channel(0x02)->host_credit);
+  wire.enter().open(0x02);
+  EXPECT_TRUE(wire.device.link().fault().empty());
+  expect_clean(wire);
+}
+
 }  // namespace

@@ -107,8 +107,10 @@ TEST(D4Messages, WithoutEndAreABreachAndAreForgotten) {
   for (size_t i = 0; i < fitting; ++i) {
     wire.write(packet);
   }
+  const size_t rest = D4Device::most_message_bytes - fitting * 65529;
+  wire.write(host::data(0x02, std::string(rest, 'x'), 0, 0));
   expect_clean(wire);
-  wire.write(packet);
+  wire.write(host::data(0x02, "x", 0, 0));
   wire.write(packet);
   expect_breach(wire, D4Rule::message_size);
   wire.write(host::data(0x02, "end"));
@@ -116,6 +118,15 @@ TEST(D4Messages, WithoutEndAreABreachAndAreForgotten) {
   const auto messages = wire.device.take_messages();
   ASSERT_EQ(1U, messages.size());
   EXPECT_EQ(bytes_of("next"), messages[0].bytes);
+}
+
+TEST(D4Messages, ThatWaitForCreditHaveALimit) {
+  Wire wire = opened(0x02);
+  for (int i = 0; i < 1024; ++i) {
+    EXPECT_TRUE(wire.device.reply(0x02, bytes_of("x"), 0));
+  }
+  EXPECT_FALSE(wire.device.reply(0x02, bytes_of("x"), 0));
+  EXPECT_EQ(1024U, wire.device.waiting_bytes());
 }
 
 // How whoever carries the transfers puts a printer behind a channel.

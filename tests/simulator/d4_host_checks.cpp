@@ -303,6 +303,8 @@ TEST(D4HostChecks, NothingComesAfterARefusal) {
   init.say(host::init);
   init.say(host::exit);
   expect_breach(init, D4Rule::nothing_after_refusal);
+  EXPECT_NE(std::string::npos, entry.device.report().find("the device refused the entry string"));
+  EXPECT_NE(std::string::npos, init.device.report().find("the device refused Init"));
 }
 
 TEST(D4HostChecks, NothingComesAfterTheHostsExit) {
@@ -386,6 +388,49 @@ TEST(D4HostChecks, WhatATestToleratesIsNotedOnly) {
   wire.device.tolerate(D4Rule::close_padding);
   wire.say({0, 0, 0, 10, 1, 0, 2, 2, 2, 1});
   expect_clean(wire);
+}
+
+TEST(D4HostChecks, EachErrorCodeOfItsRangeIsRight) {
+  for (uint8_t code = 0x80; code <= 0x87; ++code) {
+    Wire wire = opened(0x02);
+    wire.device.push_raw(wire::credit_reply(0, 0x02), 0);
+    wire.read_all();
+    wire.say(host::error(code));
+    expect_clean(wire);
+  }
+}
+
+TEST(D4HostChecks, AnAnswerIsNotOwedToAnEarlierLink) {
+  Wire wire({.replies = {{.command = D4Command::entry, .at = 2, .result = 1}}});
+  wire.enter();
+  wire.write(host::exit);
+  wire.say(host::entry);
+  wire.say(host::exit_answer(0));
+  expect_breach(wire, D4Rule::nothing_after_refusal);
+}
+
+TEST(D4HostChecks, AChannelIsUsableWithOneDirectionOrWithHeadersOnly) {
+  const std::vector<std::pair<D4SocketOptions, bool>> cases = {
+      {{.write_size = 0, .read_size = 100}, true},  {{.write_size = 100, .read_size = 0}, true},
+      {{.write_size = 6, .read_size = 6}, true},    {{.write_size = 0, .read_size = 0}, false},
+      {{.write_size = 5, .read_size = 100}, false}, {{.write_size = 100, .read_size = 1}, false}};
+  for (const auto& [sizes, usable] : cases) {
+    Wire wire = opened(0x02, {.any_socket = sizes});
+    wire.say(host::open(0x02));
+    expect_breach(wire, D4Rule::open_once, usable ? 1 : 0);
+  }
+}
+
+TEST(D4HostChecks, CreditThatTheDeviceAskedForIsUsedUp) {
+  Wire wire = opened(0x02);
+  wire.device.send_credit_request(0x02, 1, 0);
+  wire.device.reply(0x02, bytes_of("x"), 0);
+  wire.read_all();
+  EXPECT_EQ(host::data(0x02, "x"), wire.say(host::request_answer(0, 0x02, 1)));
+  wire.say(host::credit(0x02));
+  expect_clean(wire);
+  wire.say(host::credit(0x02));
+  expect_breach(wire, D4Rule::credit_needed);
 }
 
 }  // namespace
