@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <initializer_list>
 #include <memory>
 #include <vector>
@@ -273,8 +272,6 @@ void RunScenario(std::uint8_t seed, const std::function<void()>& body) {
   platform::begin_scenario(
       {platform::Mode::serial, std::uint64_t{seed} / 8 * 4 + kTurns[seed % 8]});
   body();
-  if (getenv("TR"))
-    for (auto& l : platform::schedule_trace()) fprintf(stderr, "%s\n", l.c_str());
   const std::string left = platform::end_scenario();
   if (!left.empty()) std::fprintf(stderr, "left behind:\n%s", left.c_str());
   claim(left.empty(), "something left behind");

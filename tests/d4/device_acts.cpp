@@ -24,8 +24,6 @@ struct Deed {
 
 void PrintTo(const Deed& deed, std::ostream* to) { *to << deed.name; }
 
-const Bytes kOwnWords = {0xF0, 0xF1, 0xF2, 0xF3};
-
 D4Act raw(const Bytes& bytes) { return {.kind = D4Act::Kind::raw, .bytes = bytes}; }
 
 std::vector<Deed> deeds() {
@@ -35,7 +33,7 @@ std::vector<Deed> deeds() {
   // An Exit while the link is opened is answered, and the link opened all the same.
   const std::set<D4Rule> opened_on = {D4Rule::nothing_after_exit};
   // The host judges a header alone, the device end only what was read whole.
-  const std::set<D4Rule> judged_early = {D4Rule::error_deserved};
+  const std::set<D4Rule> judged_early = {D4Rule::error_deserved, D4Rule::one_at_a_time};
   return {
       {"Error", {.kind = Kind::error, .code = 0x80}, written_on},
       {"Exit", {.kind = Kind::exit}, opened_on},
@@ -57,12 +55,12 @@ std::vector<Deed> deeds() {
        {.kind = Kind::credit_request, .socket = 0x77, .amount = 1},
        {},
        true},
-      {"Data", {.kind = Kind::data, .socket = 0x02, .bytes = kOwnWords}, {}, true},
-      {"DataOnTheFaxChannel", {.kind = Kind::data, .socket = 0x21, .bytes = kOwnWords}, {}, true},
+      {"Data", {.kind = Kind::data, .socket = 0x02, .bytes = own_words()}, {}, true},
+      {"DataOnTheFaxChannel", {.kind = Kind::data, .socket = 0x21, .bytes = own_words()}, {}, true},
       {"DataWithoutCredit",
-       {.kind = Kind::data, .socket = 0x02, .bytes = kOwnWords, .without_credit = true}},
+       {.kind = Kind::data, .socket = 0x02, .bytes = own_words(), .without_credit = true}},
       {"DataForNoChannel",
-       {.kind = Kind::data, .socket = 0x77, .bytes = kOwnWords, .without_credit = true}},
+       {.kind = Kind::data, .socket = 0x77, .bytes = own_words(), .without_credit = true}},
       {"DataTooBig",
        {.kind = Kind::data, .socket = 0x40, .bytes = Bytes(300), .without_credit = true}},
       {"UnaskedInitReply", raw(init_reply())},
@@ -81,14 +79,6 @@ std::vector<Deed> deeds() {
       {"HalfAPacket", raw(hex("02 02 00 20 00 01 41 42"))},
       {"ALineOfText", raw(text("@QPL INFO ID\r\n")), judged_early},
   };
-}
-
-// The device's own words may stand between packets.
-bool is_echo_with_own_words(std::uint8_t socket, const Bytes& got) {
-  Bytes rest = got;
-  const auto own = std::search(rest.begin(), rest.end(), kOwnWords.begin(), kOwnWords.end());
-  if (own != rest.end()) rest.erase(own, own + std::ssize(kOwnWords));
-  return is_echo(socket, rest);
 }
 
 class DeviceActs : public ::testing::TestWithParam<Deed> {
@@ -123,8 +113,9 @@ TEST_P(DeviceActs, AtEachPacketOfALink) {
   });
 }
 
-TEST_P(DeviceActs, AtEachPacketOfACommandLink) {
-  if (GetParam().act.kind == D4Act::Kind::data) return;  // would be taken for the answer
+using DeviceActsUnderCommands = DeviceActs;
+
+TEST_P(DeviceActsUnderCommands, AtEachPacket) {
   at_each_packet(packets_of_command_exchange(), [](DevicePort& port) {
     vlp::CD4CmdIO io(nullptr, port.handle(), port.ops(), &kTalkSettings);
     EXPECT_TRUE(command_exchange(port, io).whole || !GetParam().harmless) << port.report();
@@ -133,8 +124,19 @@ TEST_P(DeviceActs, AtEachPacketOfACommandLink) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, DeviceActs, ::testing::ValuesIn(deeds()),
-                         [](const auto& of) { return of.param.name; });
+std::string name_of(const ::testing::TestParamInfo<Deed>& of) { return of.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(Of, DeviceActs, ::testing::ValuesIn(deeds()), name_of);
+
+// Data would be taken for the answer to a command.
+std::vector<Deed> deeds_without_data() {
+  std::vector<Deed> all = deeds();
+  std::erase_if(all, [](const Deed& deed) { return deed.act.kind == D4Act::Kind::data; });
+  return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, DeviceActsUnderCommands, ::testing::ValuesIn(deeds_without_data()),
+                         name_of);
 
 }  // namespace
 }  // namespace d4_test

@@ -113,6 +113,16 @@ Bytes message_for(std::uint8_t socket) { return filled(std::size_t{36} + socket 
 
 bool is_echo(std::uint8_t socket, const Bytes& got) { return got == message_for(socket); }
 
+Bytes own_words() { return {0xF0, 0xF1, 0xF2, 0xF3}; }
+
+bool is_echo_with_own_words(std::uint8_t socket, const Bytes& got) {
+  const Bytes own = own_words();
+  Bytes rest = got;
+  const auto at = std::search(rest.begin(), rest.end(), own.begin(), own.end());
+  if (at != rest.end()) rest.erase(at, at + std::ssize(own));
+  return is_echo(socket, rest);
+}
+
 Exchange exchange(DevicePort& port, const ExchangeOptions& options) {
   const std::uint64_t began = test::elapsed_ms();
   Exchange result;

@@ -23,6 +23,10 @@ Bytes message_for(std::uint8_t socket);
 using Fits = std::function<bool(std::uint8_t socket, const Bytes& got)>;
 bool is_echo(std::uint8_t socket, const Bytes& got);
 
+// What a device says between, and the echo with that once in it.
+Bytes own_words();
+bool is_echo_with_own_words(std::uint8_t socket, const Bytes& got);
+
 struct ExchangeOptions {
   Fits fits = is_echo;
   unsigned patience = 4;       // empty size queries until a message is given up

@@ -11,6 +11,9 @@ using simulator::D4Device;
 using simulator::D4Options;
 using simulator::D4SocketOptions;
 
+// A buffer that has room for 65536 packets or twice as many counts as full.
+constexpr std::uint16_t kLeastRead = 9;
+
 void expect_whole(const D4Options& options, std::uint64_t seed = 0) {
   live(seed, [&] {
     DevicePort port(options);
@@ -64,14 +67,14 @@ TEST(DeviceShapes, ADeviceThatNeverGivesCreditGetsNoData) {
 }
 
 TEST(DeviceShapes, PacketsOfEverySize) {
-  for (const std::uint16_t write_size : {7, 8, 11, 4102, 65535}) {
-    for (const std::uint16_t read_size : {7, 8, 13, 4102, 65535}) {
+  for (const std::uint16_t write_size :
+       std::initializer_list<std::uint16_t>{7, 8, 11, 4102, 65535}) {
+    for (const std::uint16_t read_size :
+         std::initializer_list<std::uint16_t>{kLeastRead, 10, 13, 4102, 65535}) {
       SCOPED_TRACE(std::to_string(write_size) + " and " + std::to_string(read_size));
-      D4Options options = with_sockets({.write_size = static_cast<std::uint16_t>(write_size),
-                                        .read_size = static_cast<std::uint16_t>(read_size),
-                                        .open_credit = 3,
-                                        .grant = 3});
-      options.sockets[0x21] = {.write_size = 30, .read_size = 9};
+      D4Options options = with_sockets(
+          {.write_size = write_size, .read_size = read_size, .open_credit = 3, .grant = 3});
+      options.sockets[0x21] = {.write_size = 30, .read_size = kLeastRead};
       options.sockets[0x40] = {.write_size = 6 + 1, .read_size = 512};
       expect_whole(options);
     }
@@ -79,9 +82,9 @@ TEST(DeviceShapes, PacketsOfEverySize) {
 }
 
 TEST(DeviceShapes, TransfersCutAndJoinedInEveryWay) {
-  for (const std::size_t most : {0, 1, 2, 5, 6, 7, 16, 17}) {
+  for (const std::size_t most : std::initializer_list<std::size_t>{0, 1, 2, 5, 6, 7, 16, 17}) {
     for (const bool coalesce : {false, true}) {
-      for (const std::uint32_t empties : {0, 1, 2, 11, 35}) {
+      for (const std::uint32_t empties : std::initializer_list<std::uint32_t>{0, 1, 2, 11, 35}) {
         SCOPED_TRACE(std::to_string(most) + (coalesce ? " joined, " : ", ") +
                      std::to_string(empties) + " empty");
         D4Options options = small_device();
@@ -95,9 +98,10 @@ TEST(DeviceShapes, TransfersCutAndJoinedInEveryWay) {
 }
 
 TEST(DeviceShapes, LatenciesUpToWhatIsWaitedFor) {
-  for (const std::uint64_t latency : {0, 1, 15, 99, 1000, 10'600}) {
-    for (const std::uint64_t data_latency : {0, 3, 120, 2000}) {
-      for (const std::uint64_t held : {0, 1, 50, 5000}) {
+  for (const std::uint64_t latency :
+       std::initializer_list<std::uint64_t>{0, 1, 15, 99, 1000, 10'600}) {
+    for (const std::uint64_t data_latency : std::initializer_list<std::uint64_t>{0, 3, 120, 2000}) {
+      for (const std::uint64_t held : std::initializer_list<std::uint64_t>{0, 1, 50, 5000}) {
         SCOPED_TRACE(std::to_string(latency) + ", " + std::to_string(data_latency) + ", held " +
                      std::to_string(held));
         D4Options options = small_device();
@@ -128,7 +132,7 @@ D4Options mixture(std::uint64_t number) {
   for (const std::uint8_t socket : kSockets) {
     D4SocketOptions& of = options.sockets[socket];
     of.write_size = static_cast<std::uint16_t>(7 + upto(60));
-    of.read_size = static_cast<std::uint16_t>(7 + upto(60));
+    of.read_size = static_cast<std::uint16_t>(kLeastRead + upto(60));
     of.credit = static_cast<D4CreditPolicy>(upto(2));
     of.open_credit = static_cast<std::uint16_t>(upto(3));
     of.grant = static_cast<std::uint16_t>(1 + upto(3));

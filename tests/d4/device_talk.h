@@ -61,21 +61,23 @@ struct Received {
   bool complete = false;  // on a flag socket: the last fetch told the message's end
 };
 
-// Reads until so many bytes have come, without the flags, or the queries found nothing so
-// often. Takes at most `step` bytes at once.
+// Reads until so many bytes have come, without the flags, or so many queries in a row, made
+// after longer and longer waits, found nothing. Takes at most `step` bytes at once.
 inline Received receive(vlp::XdltLink* link, std::uint8_t socket, std::size_t count,
                         std::uint32_t step = 100'000, unsigned patience = 200) {
   const bool flagged = vlp::IsFlagSocket(socket);
   Received received;
+  unsigned in_vain = 0;
   while (received.bytes.size() < count) {
     const Called query = size_query(link, socket);
     received.result = listed(query.result);
     if (query.result < 0) return received;
     if (query.result == 0) {
-      if (patience-- == 0) return received;
-      test::sleep_ms(1);
+      if (++in_vain > patience) return received;
+      test::sleep_ms(in_vain);
       continue;
     }
+    in_vain = 0;
     const auto waiting = static_cast<std::uint32_t>(query.result);
     Called got = fetch(link, socket, std::min(waiting, step));
     received.result = listed(got.result);

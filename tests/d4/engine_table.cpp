@@ -24,7 +24,7 @@ std::vector<std::unique_ptr<ScriptedPort>> ports(std::size_t count) {
 }
 
 TEST(EngineTable, SixteenPortsOpenAtOnceAndTheSeventeenthFindsItFull) {
-  run_virtual_schedules(15, [] {
+  run_virtual_schedules(6, [] {
     const auto all = ports(17);
     Engine engine;
     std::array<vlp::XdltLink*, 16> links{};
@@ -272,7 +272,7 @@ TEST(EngineTable, NewRecordsAreFreeAndTheirGatesOpen) {
 }
 
 TEST(EngineTable, ManyUsersComingAndGoingAtOnce) {
-  run_virtual_schedules(30, [] {
+  run_virtual_schedules(12, [] {
     const auto all = ports(6);
     {
       std::vector<test::TestThread> threads;

@@ -229,7 +229,7 @@ TEST_F(EngineTrace, ForgettingWithoutAnEngineIsNoMatter) {
 // Links live on all sides while their log goes away: from the moment at which it is forgotten
 // nobody touches it, which the sanitizers see, and no line comes any more.
 TEST_F(EngineTrace, LogMayGoWhileOthersTrace) {
-  for (unsigned seed = 0; seed < 30; ++seed) {
+  for (unsigned seed = 0; seed < 16; ++seed) {
     directory_ = far_side::fresh_log_directory();
     log_.reset();
     std::size_t at_the_end = 0;

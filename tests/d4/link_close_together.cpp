@@ -81,6 +81,28 @@ TEST(LinkCloseTogether, CloserLooksEveryTwentyMillisecondsForTheLastOneOut) {
   }
 }
 
+TEST(LinkCloseTogether, GateIsOpenedAgainAtEachLook) {
+  run_virtual_parallel([] {
+    ScriptedPort port;
+    Engine engine;
+    vlp::XdltLink* const link = opened_link(port);
+    block_reads(port);
+    port.exits(after_ms(500));
+    auto closing = transact("closing", [&] { return close_link(link); });
+    test::sleep_ms(100);
+    // Stands before the queued call, and keeps what it gets.
+    auto thief = test::spawn(
+        "thief", [gate = link->gateEvent.Get()] { WaitForSingleObject(gate, INFINITE); });
+    test::settle();
+    auto queued = transact("queued", [&] { return fetch(link, 0x02, 4); });
+    EXPECT_EQ(0, closing.get().result);
+    EXPECT_EQ(540u, closing.get().ms);
+    EXPECT_EQ(vlp::XDLT_ERR_NOLINK, queued.get().result);
+    EXPECT_EQ(420u, queued.get().ms);
+    expect_free(*link);
+  });
+}
+
 TEST(LinkCloseTogether, NewcomersAreRefusedAtOnceAndDoNotHoldItUp) {
   run_virtual_schedules(10, [] {
     ScriptedPort port;
