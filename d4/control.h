@@ -49,7 +49,7 @@ std::int32_t XdltSendCloseChannel(XdltLink& link, std::uint8_t socket);
 // Grants one packet on the channel, as soon as the packet is written.
 std::int32_t XdltSendCredit(XdltLink& link, XdltChannel& channel);
 std::int32_t XdltSendCreditRequest(XdltLink& link, std::uint8_t socket);  // the credit given
-std::int32_t XdltSendExit(XdltLink& link);                                 // any reply will do
+std::int32_t XdltSendExit(XdltLink& link);                                // any reply will do
 // A name of up to kMaxSocketName bytes, else XDLT_ERR_PARAM.
 std::int32_t XdltSendGetSocketId(XdltLink& link, const char* name, std::uint32_t count,
                                  std::uint8_t* socketOut);

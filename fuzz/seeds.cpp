@@ -37,16 +37,14 @@ TEST_P(Seeds, AreBorne) {
   EXPECT_GT(count, 0) << "no inputs in " << folder;
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Seeds,
-                         ::testing::Values(Target{"separation", &separation},
-                                           Target{"status", &status}, Target{"serial", &serial},
-                                           Target{"device_id", &device_id},
-                                           Target{"hex_list", &hex_list},
-                                           Target{"profile", &profile},
-                                           Target{"registry", &registry},
-                                           Target{"d4_bytes", &d4_bytes},
-                                           Target{"d4_actions", &d4_actions}),
-                         [](const auto& named) { return std::string(named.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Of, Seeds,
+    ::testing::Values(Target{"separation", &separation}, Target{"status", &status},
+                      Target{"serial", &serial}, Target{"device_id", &device_id},
+                      Target{"hex_list", &hex_list}, Target{"profile", &profile},
+                      Target{"registry", &registry}, Target{"d4_bytes", &d4_bytes},
+                      Target{"d4_actions", &d4_actions}),
+    [](const auto& named) { return std::string(named.param.name); });
 
 }  // namespace
 }  // namespace fuzz
