@@ -16,19 +16,10 @@ constexpr std::uint32_t kDummyReadSize = 1024;
 constexpr std::uint32_t kDefaultCreditWaitMs = 50;
 
 bool MakeEvents(XdltLink& link) {
-  for (KernelHandle* const event :
-       {&link.wakeEvent, &link.controlEvent, &link.replyEvent, &link.dataEvent, &link.spareEvent}) {
+  return std::ranges::all_of(EventsOf(link), [](KernelHandle* event) {
     *event = CreateAutoResetEvent();
-    if (!*event) return false;
-  }
-  return true;
-}
-
-void DropEvents(XdltLink& link) {
-  for (KernelHandle* const event :
-       {&link.wakeEvent, &link.controlEvent, &link.replyEvent, &link.dataEvent, &link.spareEvent}) {
-    event->Reset();
-  }
+    return static_cast<bool>(*event);
+  });
 }
 
 void RaisePriority(Engine& engine, const XdltPortOps& ops) {
@@ -75,7 +66,7 @@ std::int32_t TakeRecord(Engine& engine, XdltPortHandle portHandle, XdltPortOps* 
     return XDLT_ERR_GATE_TIMEOUT;
   }
   if (!MakeEvents(*free)) {
-    DropEvents(*free);
+    for (KernelHandle* const event : EventsOf(*free)) event->Reset();
     --free->callers;
     Signal(free->gateEvent.Get());
     return XDLT_ERR_RESOURCE;

@@ -160,10 +160,7 @@ void RemoveChannel(XdltLink& link, const ChannelPointer& channel) {
 }
 
 void FreeLinkRecord(Engine& engine, XdltLink& link) {
-  for (KernelHandle* const event :
-       {&link.wakeEvent, &link.controlEvent, &link.replyEvent, &link.dataEvent, &link.spareEvent}) {
-    event->Reset();
-  }
+  for (KernelHandle* const event : EventsOf(link)) event->Reset();
   {
     const LockGuard list(link.channelsLock);
     link.channels.clear();

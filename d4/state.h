@@ -116,6 +116,11 @@ struct XdltLink {
   std::atomic<std::uint32_t> creditWaitMax{0};   // ms
 };
 
+// What is made and closed with each link.
+inline std::array<KernelHandle*, 5> EventsOf(XdltLink& link) {
+  return {&link.wakeEvent, &link.controlEvent, &link.replyEvent, &link.dataEvent, &link.spareEvent};
+}
+
 struct Engine {
   Engine();
 

@@ -64,7 +64,7 @@ std::string data_meaning(View packet, const d4::Header& header) {
 
 // What stands behind the name of a control packet.
 std::string fields_meaning(View packet, D4Command command) {
-  const std::string result = " result " + std::to_string(d4::byte_at(packet, 7));
+  std::string result = " result " + std::to_string(d4::byte_at(packet, 7));
   switch (command) {
     case D4Command::init:
       return " revision " + byte_text(d4::byte_at(packet, 7));

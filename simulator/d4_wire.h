@@ -76,10 +76,10 @@ std::optional<D4Command> command_of(View packet);
 Bytes entry_reply(uint8_t result);
 Bytes init_reply(uint8_t result, uint8_t revision);
 Bytes open_channel_reply(uint8_t result, uint8_t socket, uint16_t write_size, uint16_t read_size,
-                         uint16_t credit);
+                         uint16_t amount);
 Bytes close_channel_reply(uint8_t result, uint8_t socket);
 Bytes credit_reply(uint8_t result, uint8_t socket);
-Bytes credit_request_reply(uint8_t result, uint8_t socket, uint16_t credit);
+Bytes credit_request_reply(uint8_t result, uint8_t socket, uint16_t amount);
 Bytes exit_reply(uint8_t result);
 Bytes get_socket_id_reply(uint8_t result, uint8_t socket);
 Bytes get_service_name_reply(uint8_t result, uint8_t socket, std::string_view name);
