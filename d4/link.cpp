@@ -148,6 +148,7 @@ void StopReadThread(Engine& engine, XdltLink& link, DWORD limit_ms) {
     // Whatever it held stays held, so its link and the engine stay as they are.
     TerminateThread(link.readThread.Get(), 0);
     SilenceTracing();
+    engine.killed = true;
     engine.abandoned = true;
     return;
   }

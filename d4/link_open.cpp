@@ -127,6 +127,13 @@ std::int32_t BringUp(XdltLink& link) {
   return status == 0 ? XdltSendInit(link) : status;
 }
 
+// Others may enter from now on, unless the engine has ended under the opening.
+bool LetIn(Engine& engine, XdltLink& link) {
+  const LockGuard table(engine.tableLock);
+  if (!engine.ending) link.barred.store(false);
+  return !engine.ending;
+}
+
 }  // namespace
 
 std::int32_t XDLT_Open(XdltPortHandle portHandle, XdltPortOps* portOps,
@@ -143,11 +150,9 @@ std::int32_t XDLT_Open(XdltPortHandle portHandle, XdltPortOps* portOps,
   LinkStay stay(*use.Get(), *link, LinkStay::Taken{});
   TracePeriods(*use.Get());
   result = BringUp(*link);
+  if (result == 0 && !LetIn(*use.Get(), *link)) result = XDLT_ERR_LINK_DOWN;
   link->state.store(result == 0 ? kLinkOpen : kLinkClosed);
-  if (result == 0) {
-    link->barred.store(false);
-    *linkOut = link;
-  }
+  if (result == 0) *linkOut = link;
   stay.LeaveTerminating(result);
   XdltTrace(1, "XDLT_Open(E)");
   return result;

@@ -64,7 +64,7 @@ void EndEngine(std::unique_ptr<Engine> engine) {
   }
   for (XdltLink& link : engine->links) EndLink(*engine, link);
   // A killed thread may hold the lock that this takes.
-  if (!engine->abandoned) StopTracing(*engine);
+  if (!engine->killed) StopTracing(*engine);
   g_engine.store(nullptr);
   // Whoever is still inside, or was killed inside, goes on with what it knows.
   if (engine->abandoned || g_inside.load() != 0) Abandon(engine.release());

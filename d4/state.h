@@ -127,6 +127,7 @@ struct Engine {
   CriticalSection tableLock;  // which records are free, and who may enter them
   bool ending = false;        // under tableLock: no link is opened or entered any more
   bool abandoned = false;     // somebody may still be inside: nothing of it may be freed
+  bool killed = false;        // a read thread was: its locks may never come free
   Engine* nextAbandoned = nullptr;
   std::array<XdltLink, kMaxLinks> links;
 
