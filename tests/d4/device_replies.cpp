@@ -22,7 +22,6 @@ std::string text_of(D4Command command) {
 
 D4Options with_rule(const D4ReplyRule& rule) {
   D4Options options = small_device();
-  // The second one meets a link that is in use.
   options.replies = {rule};
   return options;
 }
