@@ -56,7 +56,6 @@ CD4CmdIO::CD4CmdIO(DbgLog* log, XdltPortHandle portHandle, XdltPortOps* portOps,
 
 CD4CmdIO::~CD4CmdIO() {
   if (Link() != nullptr) D4Close();
-  XdltForgetLog(m_log);
   if (m_initialized != 0) XdltUninitialize();
 }
 

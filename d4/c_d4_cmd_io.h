@@ -68,7 +68,8 @@ class CD4CmdIO {
   bool D4GetPacketSize(std::uint32_t channelId, std::uint32_t* sizes) noexcept;
 
   // Sends a command and receives its answer; true when an answer came. Lasts at most the
-  // command's limit, half the setting's time, and then what the engine call under way takes.
+  // command's limit, half the setting's time, then what the engine call under way takes and
+  // one pause. Opening the channel comes before and isn't counted.
   bool D4CmdProc(std::uint32_t channelId, const std::uint8_t* command, std::uint32_t count,
                  std::uint8_t* answer, std::uint32_t capacity, std::uint32_t* answerCount) noexcept;
 

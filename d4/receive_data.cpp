@@ -28,7 +28,9 @@ std::int32_t HandleData(XdltLink& link, const ReceivedPacket& packet) {
   if (channel->state.load() != kChannelOpen) return 0;
   if (channel->grantedCredit.load() == 0) return XDLT_ERR_NO_CREDIT;
   if (packet.header.length > channel->readPacketSize) return XDLT_ERR_TOO_BIG;
-  if (AddSendCredit(*channel, packet.header.credit) != 0) return XDLT_ERR_CREDIT_OVERFLOW;
+  // What is too much stays counted: reading is over with it.
+  const std::int32_t held = channel->sendCredit += packet.header.credit;
+  if (held > kMaxSendCredit) return XDLT_ERR_CREDIT_OVERFLOW;
   return Store(*channel, packet);
 }
 

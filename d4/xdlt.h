@@ -111,7 +111,8 @@ std::int32_t XDLT_Read(XdltLink* link, std::uint8_t socket, std::uint8_t* buffer
                        std::uint32_t* countInOut) noexcept;
 
 // Waits `ms` more finely than the scheduler does if below 16 and an event is given. The
-// event's result says nothing of the wait's success.
+// result is 0 after a sleep, else that of the wait on the event; the time is over in either
+// case. At least 1 ms passes.
 std::uint32_t XdltWaitMs(void* event, std::uint32_t ms) noexcept;
 
 }  // namespace vlp

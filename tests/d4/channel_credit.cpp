@@ -46,7 +46,7 @@ TEST(CreditHeld, IsAskedForOnlyWhenThereIsNone) {
   });
 }
 
-TEST(CreditHeld, OfADataPacketGoesToTheLargestNumberAndNotBeyond) {
+TEST(CreditHeld, OfADataPacketAboveTheLargestNumberLosesTheLink) {
   struct Case {
     std::uint16_t held;
     std::uint8_t more;
@@ -54,7 +54,7 @@ TEST(CreditHeld, OfADataPacketGoesToTheLargestNumberAndNotBeyond) {
     std::int32_t sum;
   };
   for (const Case& one : {Case{0xFF00, 0xFF, 1, 0xFFFF}, Case{0xFFFF, 0, 1, 0xFFFF},
-                          Case{0xFFFF, 1, -86, 0xFFFF}, Case{0xFF01, 0xFF, -86, 0xFF01}}) {
+                          Case{0xFFFF, 1, -86, 0x10000}, Case{0xFF01, 0xFF, -86, 0x10000}}) {
     run_virtual_parallel([&one] {
       OpenLink up;
       up.channel(0x02, {.credit = one.held}).credit_given(0x02);
@@ -63,6 +63,17 @@ TEST(CreditHeld, OfADataPacketGoesToTheLargestNumberAndNotBeyond) {
       EXPECT_EQ(one.sum, up.held(0x02));
     });
   }
+}
+
+// A reply's grant may lift it there; the next packet of data finds it.
+TEST(CreditHeld, AboveAllNumbersLosesTheLinkEvenWithAPacketOfNoCredit) {
+  run_virtual_parallel([] {
+    OpenLink up;
+    up.channel(0x02, {.credit = 0xFFFF}).credit_given(0x02);
+    vlp::FindChannel(*up.link, 0x02)->sendCredit.store(0x10000);
+    up.port.say(data(0x02, text("x")));
+    EXPECT_EQ(-86, size_query(up.link, 0x02).result);
+  });
 }
 
 TEST(CreditHeld, ThatArrivesWithAPacketServesTheNextWrite) {

@@ -32,6 +32,8 @@ TEST_F(CmdCommand, ACommandOpensItsChannelWritesAsksAndFetches) {
     EXPECT_EQ(fake_engine::calls(),
               (Lines{"0: OpenChannel 02", "0: SetParameters 3 socket=02", "0: " + kWritten,
                      "0: Size 02", "4: Size 02", "4: Fetch 02 of 5"}));
+    // The channel's opening comes before the command's own lock.
+    EXPECT_EQ(fake_engine::locks_under("OpenChannel"), (std::vector<std::size_t>{1}));
   });
 }
 

@@ -26,7 +26,7 @@ TEST_F(CmdLink, TheObjectUsesTheEngineOnceFromItsMakingToItsEnd) {
     EXPECT_EQ(fake_engine::calls(), (Lines{"Initialize log"}));
     fake_engine::forget_calls();
   }
-  EXPECT_EQ(fake_engine::calls(), (Lines{"ForgetLog log", "Uninitialize"}));
+  EXPECT_EQ(fake_engine::calls(), (Lines{"Uninitialize"}));
 }
 
 TEST_F(CmdLink, MakingAndEndLeaveNoHandleAndNoLock) {
@@ -50,7 +50,7 @@ TEST_F(CmdLink, ALinkLeftOpenIsClosedBeforeTheEngineIsLeft) {
       device.open_channel();
     }
     EXPECT_EQ(fake_engine::calls(),
-              (Lines{"0: CloseChannel 02", "0: Close", "ForgetLog", "Uninitialize"}));
+              (Lines{"0: CloseChannel 02", "0: Close", "Uninitialize"}));
   });
 }
 
@@ -111,6 +111,7 @@ TEST_F(CmdLink, CloseClosesTheOpenChannelsThenTheLink) {
     EXPECT_TRUE(device.io.D4Close());
     EXPECT_EQ(fake_engine::calls(),
               (Lines{"0: CloseChannel 02", "0: CloseChannel 21", "0: Close"}));
+    EXPECT_EQ(fake_engine::locks_under("Close"), (std::vector<std::size_t>{1, 1, 1}));
     EXPECT_FALSE(platform::any_lock_held());
   });
 }

@@ -80,7 +80,8 @@ TEST(DeviceReplies, EveryResultByteOfEveryCommandIsToldAsListed) {
 template <typename Check>
 void at_each_reply(D4ReplyRule rule, Check check) {
   for (const D4Command command : kCommands) {
-    for (std::uint32_t at = 1; at <= 8 && !::testing::Test::HasFailure(); ++at) {
+    for (std::uint32_t at = 1; at <= 8 && !::testing::Test::HasFailure();
+         at += kTimesLonger == 1 ? 1 : 3) {
       SCOPED_TRACE(text_of(command) + ", " + std::to_string(at));
       rule.command = command;
       rule.at = at;

@@ -136,10 +136,6 @@ std::int32_t XdltInitialize(DbgLog* log) noexcept {
 
 void XdltUninitialize() noexcept { note("Uninitialize", false); }
 
-void XdltForgetLog(const DbgLog* log) noexcept {
-  note(log != nullptr ? "ForgetLog log" : "ForgetLog", false);
-}
-
 bool XdltPortIsInUse(XdltPortHandle) noexcept { return false; }
 
 std::uint32_t TimerResolution() noexcept {

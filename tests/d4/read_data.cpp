@@ -20,6 +20,7 @@ struct Broken {
   Bytes bytes;
   std::int32_t result;
   std::optional<std::uint8_t> told;  // the device, when the link ends
+  std::int32_t held = 65530;         // credits at the end
 };
 
 // What a channel with read packets of 512, credit for one, and 65530 credits held makes of it.
@@ -34,7 +35,7 @@ std::vector<Broken> broken_packets() {
       {"one byte too long", data(0x02, filled(507)), vlp::XDLT_ERR_TOO_BIG, 0x83},
       {"as long as can be", data(0x02, filled(65529)), vlp::XDLT_ERR_TOO_BIG, 0x83},
       {"credit over all", data(0x02, text("a"), {.credit = 6}), vlp::XDLT_ERR_CREDIT_OVERFLOW,
-       0x86},
+       0x86, 65536},
   };
 }
 
@@ -54,7 +55,7 @@ TEST(ReadData, BrokenPacketLosesTheLink) {
         EXPECT_EQ(0u, asked.ms);
         settle();
         EXPECT_EQ(before, blocks());
-        EXPECT_EQ(65530, d.held());
+        EXPECT_EQ(broken.held, d.held());
         EXPECT_EQ(1, d.given());
         EXPECT_EQ(0u, d.channel->rxTail.load());
         EXPECT_EQ(0u, d.users());
@@ -186,6 +187,30 @@ TEST(ReadData, BufferThatStaysHeldLosesTheLink) {
       platform::clear_faults();
     });
   }
+}
+
+// Somebody closes the channel while the packet waits for its buffer.
+TEST(ReadData, DataForAChannelThatClosesMeanwhileIsDropped) {
+  run_virtual_schedules(3, [] {
+    platform::clear_faults();
+    platform::watch_calls();
+    DataLink d;
+    d.let_device_send(1);
+    const unsigned before = blocks();
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(d.channel->bufferEvent.Get(), 0));
+    d.port.reads_block();
+    d.port.say(data(0x02, text("abc")), after_ms(100));
+    EXPECT_EQ(0, d.query().result);  // its time is over first
+    d.channel->state.store(vlp::kChannelClosing);
+    SetEvent(d.channel->bufferEvent.Get());
+    settle();
+    EXPECT_EQ(before, blocks());
+    EXPECT_EQ(0u, d.channel->rxTail.load());
+    EXPECT_EQ(0, d.link->readStatus.load());
+    d.channel->state.store(vlp::kChannelOpen);
+    d.close();
+    platform::clear_faults();
+  });
 }
 
 // --- Which rule comes first ------------------------------------------------------------------
