@@ -156,6 +156,16 @@ class Values {
     return result;
   }
 
+  std::vector<std::string> paths(const std::string& key) {
+    std::vector<std::string> result = split_list(text(key));
+    for (const std::string& path : result) {
+      if (!is_usb_path(path)) {
+        fail(key, "isn't a list of \\\\?\\usb#KIND#INSTANCE#{CLASS}");
+      }
+    }
+    return result;
+  }
+
   void fail(const std::string& key, const std::string& what) {
     if (error_.empty()) {
       error_ = key + " " + what;
@@ -231,6 +241,38 @@ std::optional<PrinterOptions> describe_printer(const HardwareKeys& keys, std::st
     return std::nullopt;
   }
   return options;
+}
+
+std::optional<UsbHardware> describe_usb(const HardwareKeys& keys, std::string& error) {
+  error.clear();
+  Values values(keys, error);
+  UsbHardware usb;
+  usb.paths = values.paths("UsbPath");
+  usb.container_id = values.text("UsbContainer");
+  usb.d4.latency_ms = values.number("D4LatencyMs", longest_latency_ms);
+  usb.d4.empty_after_ms = values.number("EmptyAfterMs", longest_latency_ms);
+  usb.d4.silent_when_idle = values.number("SilentWhenIdle", 1) != 0;
+  usb.d4.transfer_bytes = values.number("TransferBytes", longest_piece);
+  usb.d4.coalesce = values.number("Coalesce", 1) != 0;
+  if (!error.empty()) {
+    return std::nullopt;
+  }
+  return usb;
+}
+
+bool is_usb_path(const std::string& text) {
+  constexpr size_t class_length = 39;  // with its number sign
+  const std::string head = "\\\\?\\usb#";
+  const std::string path = lowered(text);
+  if (!path.starts_with(head) || path.size() < head.size() + class_length ||
+      path.find('\\', head.size()) != std::string::npos) {
+    return false;
+  }
+  const size_t tail = path.size() - class_length;
+  const std::string between = path.substr(head.size(), tail - head.size());
+  const size_t sign = between.find('#');
+  return path.compare(tail, 2, "#{") == 0 && path.back() == '}' && sign != 0 &&
+         sign != std::string::npos && sign + 1 < between.size();
 }
 
 }  // namespace simulator

@@ -2,11 +2,13 @@
 
 // Printers from the text of a hardware description, one printer a text.
 
+#include "simulator/d4_options.h"
 #include "simulator/printer.h"
 
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace simulator {
 
@@ -22,5 +24,18 @@ std::optional<HardwareKeys> read_hardware(const std::string& text, std::string& 
 // The printer that the keys describe, or nothing and a text that names the key at fault.
 // Keys without meaning here are left to others.
 std::optional<PrinterOptions> describe_printer(const HardwareKeys& keys, std::string& error);
+
+// A printer's place on the USB, as the vendor's class of devices.
+struct UsbHardware {
+  std::vector<std::string> paths = {};  // one for each interface class; none: not on the USB
+  std::string container_id = {};
+  D4Options d4 = {};
+};
+
+// The same keys' other half; `error` is as above.
+std::optional<UsbHardware> describe_usb(const HardwareKeys& keys, std::string& error);
+
+// Whether the text has the form of a device's path: "\\?\usb#KIND#INSTANCE#{CLASS}".
+bool is_usb_path(const std::string& text);
 
 }  // namespace simulator
