@@ -3,6 +3,7 @@
 #include "platform/bidi_monitor.h"
 #include "platform/bidi_objects.h"
 #include "platform/kernel/call.h"
+#include "platform/usb_state.h"
 
 #include <cstdlib>
 #include <new>
@@ -108,7 +109,12 @@ HRESULT run_bidi_call(const char* name, FunctionRef<HRESULT()> body, OnFault on_
 
 void control_port_monitor(FunctionRef<void(simulator::PortMonitor&)> work) {
   const Call call("control of the simulated printers", Fails::never);
-  with_port_monitor(work);
+  with_port_monitor([&](simulator::PortMonitor& monitor) {
+    for (std::string& text : take_usb_breaches()) {
+      monitor.breach(std::move(text));
+    }
+    work(monitor);
+  });
 }
 
 uint32_t live_task_blocks() {

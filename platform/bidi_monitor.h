@@ -10,7 +10,8 @@
 namespace platform {
 
 // Runs `work` on the port monitor while nothing else does; `work` must not block nor call
-// the layer. For code outside the layer; memory that it allocates is no fault point.
+// the layer. What the devices on the USB hold against the host since the last time joins the
+// breaches first. For code outside the layer; memory that it allocates is no fault point.
 __attribute__((visibility("default"))) void control_port_monitor(
     FunctionRef<void(simulator::PortMonitor&)> work);
 

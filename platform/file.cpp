@@ -6,6 +6,7 @@
 #include "platform/kernel/call.h"
 #include "platform/kernel/object.h"
 #include "platform/share_locks.h"
+#include "platform/usb_state.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -168,6 +169,10 @@ HANDLE WINAPI CreateFileA(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShar
   if (dwCreationDisposition < CREATE_NEW || dwCreationDisposition > TRUNCATE_EXISTING ||
       (dwCreationDisposition == TRUNCATE_EXISTING && !access.write)) {
     return platform::no_file(ERROR_INVALID_PARAMETER);
+  }
+  if (const auto device =
+          platform::open_usb_path(lpFileName, dwDesiredAccess, dwFlagsAndAttributes)) {
+    return *device;
   }
   const platform::FileRights share = platform::rights_of_share(dwShareMode);
   const bool read_only = (dwFlagsAndAttributes & FILE_ATTRIBUTE_READONLY) != 0;

@@ -1,6 +1,7 @@
 #include "platform/machine.h"
 
 #include "platform/machine_state.h"
+#include "platform/usb_state.h"
 
 #include <dlfcn.h>
 #include <stdlib.h>
@@ -53,6 +54,7 @@ void put_in_force(std::unique_ptr<Machine> machine) {
     machine->generation = ++holder().generation;
     old = std::move(holder().current);
     holder().current = std::move(machine);
+    plug_described_usb();
   }
 }
 
@@ -77,8 +79,9 @@ std::optional<std::string> parse_hardware(const std::string& file, const std::st
   const auto keys = simulator::read_hardware(text, error);
   if (keys) {
     const auto options = simulator::describe_printer(*keys, error);
-    if (options) {
-      record = {file, *keys, *options};
+    const auto usb = options ? simulator::describe_usb(*keys, error) : std::nullopt;
+    if (usb) {
+      record = {file, *keys, *options, *usb};
       return std::nullopt;
     }
   }
@@ -87,6 +90,18 @@ std::optional<std::string> parse_hardware(const std::string& file, const std::st
 
 bool same_port(const std::string& left, const std::string& right) {
   return upper(widen_utf8(left)) == upper(widen_utf8(right));
+}
+
+// A path that both name, or nothing.
+std::optional<std::string> same_usb_path(const HardwareRecord& left, const HardwareRecord& right) {
+  for (const std::string& path : left.usb.paths) {
+    for (const std::string& other : right.usb.paths) {
+      if (same_port(path, other)) {
+        return path;
+      }
+    }
+  }
+  return std::nullopt;
 }
 
 std::optional<std::string> load_hardware(const fs::path& folder, Machine& machine) {
@@ -117,6 +132,10 @@ std::optional<std::string> load_hardware(const fs::path& folder, Machine& machin
       if (same_port(other.printer.port, record.printer.port)) {
         return "hardware/" + record.file + ": port " + record.printer.port +
                " is already that of hardware/" + other.file;
+      }
+      if (const auto path = same_usb_path(other, record)) {
+        return "hardware/" + record.file + ": " + *path + " is already that of hardware/" +
+               other.file;
       }
     }
     machine.hardware.push_back(std::move(record));
@@ -293,7 +312,8 @@ std::optional<std::string> add_hardware(const std::string& file, const std::stri
   std::erase_if(all, [&record](const HardwareRecord& other) {
     return same_port(other.printer.port, record.printer.port);
   });
-  all.push_back(std::move(record));
+  all.push_back(record);
+  plug_described_usb(record);
   machine().generation = ++holder().generation;
   return std::nullopt;
 }

@@ -25,6 +25,7 @@ struct HardwareRecord {
   std::string file;  // its name, without folder
   simulator::HardwareKeys keys;
   simulator::PrinterOptions printer;
+  simulator::UsbHardware usb;  // its place on the USB, if it has one: see usb_devices.h
 };
 
 // Replaces the machine by the one that the folder describes. Gives what is wrong with the

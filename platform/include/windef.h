@@ -70,6 +70,8 @@ typedef BOOL* LPBOOL;
 typedef DWORD* PDWORD;
 typedef DWORD* LPDWORD;
 typedef LONG* PLONG;
+typedef UCHAR* PUCHAR;
+typedef ULONG* PULONG;
 typedef CHAR* LPSTR;
 typedef CHAR* PSTR;
 typedef const CHAR* LPCSTR;
