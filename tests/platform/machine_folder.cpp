@@ -135,6 +135,14 @@ TEST_F(MachineFolder, TwoPrintersAtOnePortAreRefused) {
   EXPECT_TRUE(says(complaint(), "hardware/b.ini")) << complaint();
 }
 
+TEST_F(MachineFolder, TwoPrintersAtOneUsbPathAreRefused) {
+  put_sound();
+  const std::string path = R"(\\?\usb#a#b#{b1ceb704-c9ba-4369-82b7-af7ee754099f})";
+  put("hardware/a.ini", "[Printer]\nPort=USB001\nUsbPath=" + path + "\n");
+  put("hardware/b.ini", "[Printer]\nPort=USB002\nUsbPath=" + path + "\n");
+  EXPECT_TRUE(says(complaint(), "hardware/b.ini: " + path)) << complaint();
+}
+
 TEST_F(MachineFolder, EachLoadIsANewGeneration) {
   put_sound();
   complaint();
