@@ -24,7 +24,10 @@ namespace vlp {
 // Categories: one bit of the mask each. A line is written if its bit is set.
 inline constexpr std::uint32_t kLogPrinter = 0x1;         // operations of CPrinterInf
 inline constexpr std::uint32_t kLogBidi = 0x2;            // exchanges with the spooler
+inline constexpr std::uint32_t kLogVendor = 0x100;        // operations of GenVlAccess
 inline constexpr std::uint32_t kLogD4 = 0x200;            // commands over the D4 transport
+inline constexpr std::uint32_t kLogPort = 0x400;          // transfers, and the bytes read
+inline constexpr std::uint32_t kLogPortOutput = 0x800;    // the bytes written
 inline constexpr std::uint32_t kLogDevice = 0x1000;       // search, set-up and loss of devices
 inline constexpr std::uint32_t kLogUncut = 0x40000000;    // no category: data isn't cut
 inline constexpr std::uint32_t kLogObjects = 0x80000000;  // object life and details

@@ -13,6 +13,8 @@ namespace {
 
 constexpr const char* kReturn = "CPrinterInf::SendCommand Return";
 
+constexpr std::uint32_t kVendorReplyLimit = 65535;
+
 }  // namespace
 
 std::int32_t CPrinterInf::SendCommand(ChannelKind kind, const std::uint8_t* command,
@@ -36,15 +38,18 @@ std::int32_t CPrinterInf::SendCommand(ChannelKind kind, const std::uint8_t* comm
   return answered;
 }
 
+// A vendor-class printer's D4 channel is its own device, all else goes through the spooler.
 // Leaves a reply in the cache if the command has one of its own.
 std::int32_t CPrinterInf::RunCommand(ChannelKind kind, const std::uint8_t* command,
                                      std::uint32_t commandLength) {
-  // The road of a vendor-class printer's own device isn't built yet.
-  if (kind == ChnlKindD4 && connectInfo->Get()->vendorClass != 0) return VLPER_NOCHANNEL;
-
-  std::uint32_t received = ReceiveCapacity();
+  const std::shared_ptr<const ConnectRecords> channels = connectInfo->Get();
+  const bool direct = kind == ChnlKindD4 && channels->vendorClass != 0;
+  std::uint32_t received = direct ? kVendorReplyLimit : ReceiveCapacity();
   const auto buffer = std::make_unique_for_overwrite<std::uint8_t[]>(received);
-  std::int32_t rc = SendOnSchemaRoad(kind, command, commandLength, false, buffer.get(), &received);
+  std::int32_t rc = direct ? SendOnVendorRoad(channels->genVlSettings, command, commandLength,
+                                              buffer.get(), &received)
+                           : SendOnSchemaRoad(*channels, kind, command, commandLength, false,
+                                              buffer.get(), &received);
   if (rc != 0) return rc;
 
   ReplyCache next;

@@ -13,16 +13,17 @@ std::int32_t CPrinterInf::SendThroughCommand(ChannelKind kind, const std::uint8_
                                              std::uint32_t length) {
   DbgLogData(log.get(), kLogPrinter, kLogData, command, length,
              "CPrinterInf::SendThroughCommand Enter");
-  const std::int32_t rc =
-      MemoryAsCode([&] { return SendOnSchemaRoad(kind, command, length, true, nullptr, nullptr); });
+  const std::int32_t rc = MemoryAsCode([&] {
+    return SendOnSchemaRoad(*connectInfo->Get(), kind, command, length, true, nullptr, nullptr);
+  });
   return LogReturn("CPrinterInf::SendCommand Return", rc);
 }
 
-std::int32_t CPrinterInf::SendOnSchemaRoad(ChannelKind kind, const std::uint8_t* command,
-                                           std::uint32_t commandLength, bool through,
-                                           std::uint8_t* output, std::uint32_t* outputLength) {
-  const std::shared_ptr<const ConnectRecords> channels = connectInfo->Get();
-  const ChannelRecord* const record = channels->Find(kind);
+std::int32_t CPrinterInf::SendOnSchemaRoad(const ConnectRecords& channels, ChannelKind kind,
+                                           const std::uint8_t* command, std::uint32_t commandLength,
+                                           bool through, std::uint8_t* output,
+                                           std::uint32_t* outputLength) {
+  const ChannelRecord* const record = channels.Find(kind);
   if (record == nullptr || (record->mode & VLP_MODE_COMMAND) != VLP_MODE_COMMAND) {
     return VLPER_NOCHANNEL;
   }
@@ -31,7 +32,7 @@ std::int32_t CPrinterInf::SendOnSchemaRoad(ChannelKind kind, const std::uint8_t*
   if (WrappedLength(kind, commandLength, through) == 0) return VLPER_PARAM;
   if (command == nullptr) return VLPER_PARAM;
 
-  const std::vector<std::uint8_t> terminate = BuildTerminateInf(*channels, kind, through);
+  const std::vector<std::uint8_t> terminate = BuildTerminateInf(channels, kind, through);
   const std::vector<std::uint8_t> wrapped = WrapCommand(kind, {command, commandLength}, through);
   const BidiRequestEntry send =
       through ? SendThroughRow(wrapped) : SendCommandRow(kind, wrapped, output, outputLength);

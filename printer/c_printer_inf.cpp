@@ -1,5 +1,7 @@
 #include "printer/c_printer_inf.h"
 
+#include "d4/xdlt.h"
+#include "device/gen_vl_access.h"
 #include "support/text.h"
 #include "support/wide_text.h"
 
@@ -34,6 +36,8 @@ CPrinterInf::CPrinterInf(const char* name, const LogSettings& settings)
 CPrinterInf::~CPrinterInf() {
   DbgLogPut(log.get(), kLogObjects, 0, "delete CPrinterInf", Name().data(), 0);
   // Whatever may still log goes before the log.
+  genVlAccess.reset();
+  XdltForgetLog(log.get());
   separeteData.reset();
   connectInfo.reset();
   bidi.reset();

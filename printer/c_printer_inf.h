@@ -25,11 +25,14 @@
 #include "profile/model_profile.h"
 #include "support/connect_info.h"
 #include "support/critical_section.h"
+#include "support/gen_vl_settings.h"
 #include "support/log_settings.h"
 #include "support/published.h"
 #include "support/reply_cache.h"
 
 namespace vlp {
+
+class GenVlAccess;
 
 using WideText = std::basic_string<WCHAR>;
 
@@ -101,9 +104,13 @@ class CPrinterInf {
   std::uint32_t ReceiveCapacity() const;
   std::int32_t RunCommand(ChannelKind kind, const std::uint8_t* command,
                           std::uint32_t commandLength);
-  std::int32_t SendOnSchemaRoad(ChannelKind kind, const std::uint8_t* command,
-                                std::uint32_t commandLength, bool through, std::uint8_t* output,
+  std::int32_t SendOnSchemaRoad(const ConnectRecords& channels, ChannelKind kind,
+                                const std::uint8_t* command, std::uint32_t commandLength,
+                                bool through, std::uint8_t* output, std::uint32_t* outputLength);
+  std::int32_t SendOnVendorRoad(const GenVlSettings& settings, const std::uint8_t* command,
+                                std::uint32_t commandLength, std::uint8_t* output,
                                 std::uint32_t* outputLength);
+  std::int32_t HaveDevice(const GenVlSettings& settings);
   std::int32_t CopyEntries(std::uint64_t* entries) const;
   std::int32_t LogReturn(const char* text, std::int32_t rc);
 
@@ -124,7 +131,10 @@ class CPrinterInf {
   Published<Reading> status;    // the same; of whichever channel was asked last
   CriticalSection publishLock;  // held only while channels and device ID are exchanged
 
-  ReplyCache reply;  // under sendLock, which the provider holds
+  // Under sendLock, which the provider holds.
+  ReplyCache reply;
+  std::unique_ptr<GenVlAccess> genVlAccess;  // null until a command needs the device
+  bool genVlRenew = false;                   // the device failed: search anew before its next use
 
   std::atomic<std::uint32_t> printerShared{0};  // bit 0x10 of the spooler's attributes
 };

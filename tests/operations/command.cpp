@@ -276,9 +276,10 @@ TEST_F(Command, OfAVendorClassPrinterGoesByTheSpoolerOnOtherChannels) {
 TEST_F(Command, OfAVendorClassPrintersD4NeverGoesByTheSpooler) {
   Open({{ChnlKindBdc}, {ChnlKindD4}}, "", "GENVL,BDC,D4");
   Answer("SendCommand", "reply");
-  // Nothing else serves it yet.
-  ExpectFailure(VLPER_NOCHANNEL, ChnlKindD4);
-  EXPECT_EQ(0u, Batches());
+  Answer("GetStatus", "nothing that names a device");
+  // It asks for the status, which tells the device; the command stays here.
+  ExpectFailure(VLPER_NOTCONNECT, ChnlKindD4);
+  ExpectBatch(1, {kNamed, {"GetStatus", "status?"}, {"SetTerminateInf", BdcEnd()}});
 }
 
 }  // namespace
