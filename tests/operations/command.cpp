@@ -276,7 +276,7 @@ TEST_F(Command, OfAVendorClassPrinterGoesByTheSpoolerOnOtherChannels) {
 TEST_F(Command, OfAVendorClassPrintersD4NeverGoesByTheSpooler) {
   Open({{ChnlKindBdc}, {ChnlKindD4}}, "", "GENVL,BDC,D4");
   Answer("SendCommand", "reply");
-  Answer("GetStatus", "nothing that names a device");
+  Answer("GetStatus", TextItem("no number"));
   // It asks for the status, which tells the device; the command stays here.
   ExpectFailure(VLPER_NOTCONNECT, ChnlKindD4);
   ExpectBatch(1, {kNamed, {"GetStatus", "status?"}, {"SetTerminateInf", BdcEnd()}});
