@@ -6,7 +6,8 @@
 // profile, the log, the cached answers and the road to the spooler. The registry
 // creates one at the first mention of a name and keeps it until the library is
 // unloaded. All operations run on the caller's thread and may be called from any;
-// those that ask the printer block for as long as the spooler does.
+// those that ask the printer block for as long as the spooler does, or for a vendor-class
+// printer's device as long as that takes (docs/vendor-road.md).
 
 #include <windows.h>
 

@@ -34,8 +34,8 @@ std::vector<Broken> broken_packets() {
       {"unknown socket", data(0x03, text("a")), vlp::XDLT_ERR_UNKNOWN_CHANNEL, 0x84},
       {"one byte too long", data(0x02, filled(507)), vlp::XDLT_ERR_TOO_BIG, 0x83},
       {"as long as can be", data(0x02, filled(65529)), vlp::XDLT_ERR_TOO_BIG, 0x83},
-      {"credit over all", data(0x02, text("a"), {.credit = 6}), vlp::XDLT_ERR_CREDIT_OVERFLOW,
-       0x86, 65536},
+      {"credit over all", data(0x02, text("a"), {.credit = 6}), vlp::XDLT_ERR_CREDIT_OVERFLOW, 0x86,
+       65536},
   };
 }
 
