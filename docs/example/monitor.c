@@ -13,7 +13,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "include/vlpbidi.h"
+#include "vlpbidi.h"
 
 /* The largest table that this program was written for. */
 #define NAME_SIZE 260
