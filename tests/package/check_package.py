@@ -69,9 +69,9 @@ def build_consumer(options, package, folder):
              "-DCMAKE_PREFIX_PATH=" + package, "-DWANTED_VERSION=" + options.version,
              "-DEXAMPLE=" + os.path.join(package, "share/doc/vlpbidi/docs/example/monitor.c")]
     if options.toolchain:
-        # The compiler's own folders aside, packages are looked for in the zip only.
+        # The toolchain looks for packages below its own root only.
         words += ["-DCMAKE_TOOLCHAIN_FILE=" + options.toolchain,
-                  "-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH"]
+                  "-DVlpBidi_DIR=" + os.path.join(package, "lib/cmake/VlpBidi")]
     run(words)
     run([options.cmake, "--build", folder])
 
