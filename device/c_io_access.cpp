@@ -11,6 +11,11 @@ DbgTimes Between(const std::uint32_t& began, const std::uint32_t& ended) {
 
 }  // namespace
 
+CIOAccess* CIOAccess::Self(XdltPortHandle port) {
+  // The engine's handles are numbers. NOLINTNEXTLINE(performance-no-int-to-ptr)
+  return reinterpret_cast<CIOAccess*>(port);
+}
+
 CIOAccess::CIOAccess(DbgLog* log) : m_pLog(log) {
   m_PortOps.write = &CIOAccess::IOThroughWrite;
   m_PortOps.read = &CIOAccess::IOBufferingRead;
@@ -29,7 +34,7 @@ bool CIOAccess::SetWinUSBIO(CWinUSB_IO* device) {
 
 std::uint32_t CIOAccess::IOThroughWrite(XdltPortHandle port, const std::uint8_t* data,
                                         std::uint32_t size, std::uint32_t* written) noexcept {
-  auto* const self = reinterpret_cast<CIOAccess*>(port);
+  CIOAccess* const self = Self(port);
   if (self == nullptr || data == nullptr || written == nullptr || size == 0) return 0;
   if (self->m_pWinUSBIO == nullptr) return 0;
   return self->Write(data, size, written);
@@ -37,7 +42,7 @@ std::uint32_t CIOAccess::IOThroughWrite(XdltPortHandle port, const std::uint8_t*
 
 std::uint32_t CIOAccess::IOBufferingRead(XdltPortHandle port, std::uint8_t* data,
                                          std::uint32_t size, std::uint32_t* got) noexcept {
-  auto* const self = reinterpret_cast<CIOAccess*>(port);
+  CIOAccess* const self = Self(port);
   if (self == nullptr || data == nullptr || got == nullptr || size == 0) return 0;
   if (self->m_pWinUSBIO == nullptr) return 0;
   return self->Read(data, size, got);

@@ -44,6 +44,7 @@ class CIOAccess {
  private:
   static constexpr std::uint32_t kBufferSize = 2048;
 
+  static CIOAccess* Self(XdltPortHandle port);
   std::uint32_t Write(const std::uint8_t* data, std::uint32_t size, std::uint32_t* written);
   std::uint32_t Read(std::uint8_t* data, std::uint32_t size, std::uint32_t* got);
   bool Refill();

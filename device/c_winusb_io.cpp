@@ -68,8 +68,10 @@ bool CWinUSB_IO::WritePipe(const std::uint8_t* data, std::uint32_t size, std::ui
   if (RefuseTransfer(data, size, written)) return false;
   ULONG count = 0;
   // The call only reads, whatever its type says.
-  const BOOL done = WinUsb_WritePipe(m_hWinUsb.Get(), static_cast<UCHAR>(m_nBulkOutPipe),
-                                     const_cast<PUCHAR>(data), size, &count, nullptr);
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
+  auto* const bytes = const_cast<PUCHAR>(data);
+  const BOOL done = WinUsb_WritePipe(m_hWinUsb.Get(), static_cast<UCHAR>(m_nBulkOutPipe), bytes,
+                                     size, &count, nullptr);
   *written = count;
   return done != FALSE;
 }
