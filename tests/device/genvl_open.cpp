@@ -1,5 +1,7 @@
 // Opening and closing the device round an exchange.
 
+#include <atomic>
+
 #include "tests/device/vendor_device.h"
 
 namespace device_test {
@@ -112,8 +114,8 @@ TEST_F(GenVlOpen, SecondThreadWaitsForTheFirstOnesOpening) {
     const Access access = make();
     Private inside(*access);
     Holder holder(inside.MutexName());
-    std::int32_t first = -99;
-    std::int32_t second = -99;
+    std::atomic<std::int32_t> first{-99};
+    std::atomic<std::int32_t> second{-99};
     // The mutex is the opener's, who has to close last.
     TestThread opener = spawn("first", [&] {
       first = inside.Open();

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/faults.h"
+#include "platform/kernel/call.h"
 
 using pipes_test::PipeAnswer;
 using pipes_test::PipeCall;
@@ -39,6 +40,7 @@ void tell(const char* name, Words... words) {
   const platform::Exempt exempt;
   std::string text = name;
   ((text += " " + word(words)), ...);
+  const platform::StateGuard guard;  // reads and writes come from two threads
   spy().calls.push_back(text);
 }
 

@@ -327,8 +327,8 @@ std::vector<std::string> VendorDevice::lines() {
   for (; told_ < all.size(); ++told_) {
     // The engine traces under any mask.
     if (all[told_].text.starts_with("  [D4]")) continue;
-    fresh.push_back(
-        std::regex_replace(all[told_].shown(), std::regex("=0x[0-9A-F]{5,}"), "=0x<address>"));
+    fresh.push_back(std::regex_replace(
+        all[told_].shown(), std::regex("(Mutex|Pointer)=0x[0-9A-F]{2,}"), "$1=0x<address>"));
   }
   return fresh;
 }
