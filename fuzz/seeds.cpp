@@ -43,7 +43,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Target{"serial", &serial}, Target{"device_id", &device_id},
                       Target{"hex_list", &hex_list}, Target{"profile", &profile},
                       Target{"registry", &registry}, Target{"d4_bytes", &d4_bytes},
-                      Target{"d4_actions", &d4_actions}),
+                      Target{"d4_actions", &d4_actions}, Target{"device_path", &device_path},
+                      Target{"device_search", &device_search}),
     [](const auto& named) { return std::string(named.param.name); });
 
 }  // namespace

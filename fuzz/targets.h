@@ -19,6 +19,8 @@ void profile(Input input);
 void registry(Input input);
 void d4_bytes(Input input);
 void d4_actions(Input input);
+void device_path(Input input);
+void device_search(Input input);
 
 // Stops the program, with the text, unless the claim holds.
 void claim(bool holds, const char* text);

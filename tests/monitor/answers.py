@@ -22,10 +22,10 @@ class Answers(Case):
     def test_list_in_json_is_one_object_for_each_printer(self):
         ran = self.monitor("--json", "list")
         objects = self.objects(ran)
-        self.assertEqual(len(objects), 10)
+        self.assertEqual(len(objects), 11)
         self.assertEqual(objects[0], {"printer": "Comptabilité, 2e étage", "port": "LPT1:",
                                       "result": 2, "code": None, "channels": ["qpl", "zrdpage"]})
-        self.assertEqual(objects[9], {"printer": "Warehouse", "port": "USB004", "result": -19,
+        self.assertEqual(objects[10], {"printer": "Warehouse", "port": "USB004", "result": -19,
                                       "code": "VLPER_NOENTRY", "channels": []})
 
     def test_info_shows_kind_mode_and_use_of_each_channel(self):

@@ -13,6 +13,7 @@ PRINTER                   PORT            RESULT               CHANNELS
 Comptabilité, 2e étage    LPT1:           2                    qpl zrdpage
 Night Desk                USB005          -2 VLPER_NOTCONNECT
 Quillon Archive 900       USB002          2                    d4 bdc
+Quillon Archive 900 (2)   USB007          2                    d4 bdc
 Quillon Colour 4200       USB001          5                    qpl bdc d4 zrdpages zrdpage
 Quillon Fax 620           USB006          2                    bdc end4
 Quillon Label 80          USB003          2                    label bdc

@@ -11,6 +11,7 @@ import exchanges
 import on_windows
 import other_machines
 import terminals
+import vendor_class
 import wrong_use
 from harness import Recorder, World, write_results
 
@@ -26,7 +27,8 @@ def main():
     if World.current.wine:
         modules += [on_windows]
     else:
-        modules += [answers, exchanges, wrong_use, terminals, other_machines]
+        modules += [answers, exchanges, wrong_use, terminals, other_machines,
+                    vendor_class]
     suite = unittest.TestSuite(
         unittest.defaultTestLoader.loadTestsFromModule(module) for module in modules)
     try:
