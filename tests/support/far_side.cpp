@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace far_side {
 namespace {
@@ -331,6 +332,9 @@ std::vector<SeenBatch> batches() {
 std::vector<std::string> breaches() {
   std::vector<std::string> result;
   with_monitor([&](simulator::PortMonitor& monitor) { result = monitor.breaches(); });
+  for (std::string& text : usb_breaches()) {
+    result.push_back(std::move(text));
+  }
   return result;
 }
 

@@ -6,6 +6,7 @@
 //
 // Nothing here is made for two threads at once, except what reads or changes the printers
 // at the ports (hardware, trouble, counts, batches), which may run beside the library.
+// Devices on the USB have a header of their own: far_side_usb.h.
 // A step that can't be done ends the test program with a text that says why.
 
 #include "simulator/printer.h"
@@ -44,13 +45,14 @@ enum class Feature {
   bare_dependent_files,  // a driver's dependent files without a folder (winspool.drv double)
   portless_printers,     // printers without a port value (winspool.drv double)
   redirected_ports,      // LPT ports with a remote name (mpr.dll double)
+  usb_devices,           // vendor-class devices, far_side_usb.h (winusb.dll double)
   task_memory_count,     // task_blocks(): native only
   both_code_pages        // set_code_page() with any of 1252 and 932: native only
 };
 bool serves(Feature feature);
 
 // An empty world: no printers, drivers, TCP/IP ports, redirections and log settings; no
-// printer at any port; no trouble; counts, batches and breaches forgotten. Under Wine it also
+// printer at any port, no device on the USB; no trouble; counts, batches and breaches forgotten. Under Wine it also
 // registers the bidi double. Call it first in each test, before the library is loaded.
 void reset();
 

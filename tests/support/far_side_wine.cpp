@@ -1,6 +1,7 @@
 #include "tests/support/far_side.h"
 #include "tests/support/far_side_system.h"
 #include "tests/windows/bidi_double.h"
+#include "tests/windows/winusb_double.h"
 
 #include <windows.h>
 
@@ -20,7 +21,7 @@ template <class Function>
 Function* entry_of(HMODULE module, const char* name) {
   const FARPROC address = GetProcAddress(module, name);
   if (address == nullptr) {
-    give_up(std::string("the bidi double has no ") + name);
+    give_up(std::string("the double has no ") + name);
   }
   Function* function = nullptr;
   static_assert(sizeof function == sizeof address);
@@ -71,6 +72,27 @@ bool is_double(const char* library) {
   return lstrcmpiA(std::string(loaded).substr(0, folder.size()).c_str(), folder.c_str()) == 0;
 }
 
+// Null in a program that has the system's own winusb.dll. Its path tells nothing: Wine names
+// its own library by a file that lies beside the program.
+const doubles::WinusbControl* find_usb_control() {
+  static const doubles::WinusbControl* const control = []() -> const doubles::WinusbControl* {
+    const HMODULE module = LoadLibraryA("winusb.dll");
+    if (module == nullptr || GetProcAddress(module, doubles::winusb_double_control) == nullptr) {
+      return nullptr;
+    }
+    return entry_of<doubles::WinusbDoubleControl>(module, doubles::winusb_double_control)();
+  }();
+  return control;
+}
+
+const doubles::WinusbControl& usb_control() {
+  const doubles::WinusbControl* control = find_usb_control();
+  if (control == nullptr) {
+    give_up("devices on the USB need the winusb.dll double");
+  }
+  return *control;
+}
+
 }  // namespace
 
 bool serves(Feature feature) {
@@ -81,6 +103,8 @@ bool serves(Feature feature) {
       return is_double("winspool.drv");
     case Feature::redirected_ports:
       return is_double("mpr.dll");
+    case Feature::usb_devices:
+      return find_usb_control() != nullptr;
     case Feature::task_memory_count:
     case Feature::both_code_pages:
       return false;
@@ -92,6 +116,32 @@ void reset_system() {
   if (FAILED(bidi_double().register_server())) {
     give_up("the bidi double can't be registered");
   }
+  if (const doubles::WinusbControl* usb = find_usb_control()) {
+    usb->reset();
+  }
+}
+
+void plug_usb_path(const std::string& path, const simulator::PrinterOptions& printer,
+                   const simulator::D4Options& d4) {
+  if (!usb_control().plug(path, printer, d4)) {
+    give_up("the winusb double can't plug in " + path);
+  }
+}
+
+bool unplug_usb_path(const std::string& path) { return usb_control().unplug(path); }
+
+bool replug_usb_path(const std::string& path, const std::string& new_path) {
+  return usb_control().replug(path, new_path);
+}
+
+bool with_usb_path(const std::string& path,
+                   platform::FunctionRef<void(simulator::UsbPrinter&, uint64_t now_ms)> work) {
+  return usb_control().work(path, work);
+}
+
+std::vector<std::string> usb_breaches() {
+  const doubles::WinusbControl* usb = find_usb_control();
+  return usb == nullptr ? std::vector<std::string>() : usb->breaches();
 }
 
 void with_monitor(platform::FunctionRef<void(simulator::PortMonitor&)> work) {

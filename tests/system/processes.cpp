@@ -10,53 +10,16 @@
 
 #include "tests/support/far_side.h"
 #include "tests/system/child.h"
+#include "tests/system/child_process.h"
 #include "tests/system/digits.h"
 #include "tests/system/world.h"
 
 namespace system_test {
 namespace {
 
-// Far above what any child takes; only a hang comes here.
-constexpr DWORD kHangMs = 120000;
-
-class Child {
+class Child : public ChildProcess {
  public:
-  explicit Child(const std::string& arguments) {
-    char path[MAX_PATH];
-    GetModuleFileNameA(nullptr, path, MAX_PATH);
-    const std::string own = path;
-    const std::string folder = own.substr(0, own.find_last_of("/\\") + 1);
-    std::string line = "\"" + folder + VLP_CHILD_FILE + "\" " + arguments;
-    STARTUPINFOA startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    if (CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                       &process) == FALSE) {
-      ADD_FAILURE() << line << ": error " << GetLastError();
-      return;
-    }
-    CloseHandle(process.hThread);
-    process_ = process.hProcess;
-  }
-  ~Child() {
-    if (process_ != nullptr) CloseHandle(process_);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  // -1 for a child that hangs; it is ended then.
-  int ExitCode() const {
-    if (WaitForSingleObject(process_, kHangMs) != WAIT_OBJECT_0) {
-      TerminateProcess(process_, 99);
-      return -1;
-    }
-    DWORD code = 0;
-    EXPECT_NE(GetExitCodeProcess(process_, &code), FALSE);
-    return static_cast<int>(code);
-  }
-
- private:
-  HANDLE process_ = nullptr;
+  explicit Child(const std::string& arguments) : ChildProcess(VLP_CHILD_FILE, arguments) {}
 };
 
 TEST(Processes, UnloadWithoutTerminateAndEnd) {

@@ -21,6 +21,7 @@ TEST(Doubles, StandBehindThisProgram) {
   EXPECT_TRUE(far_side::serves(Feature::bare_dependent_files));
   EXPECT_TRUE(far_side::serves(Feature::portless_printers));
   EXPECT_TRUE(far_side::serves(Feature::redirected_ports));
+  EXPECT_FALSE(far_side::serves(Feature::usb_devices)) << "it lies there, but isn't asked for";
   EXPECT_FALSE(far_side::serves(Feature::task_memory_count));
   EXPECT_FALSE(far_side::serves(Feature::both_code_pages));
 }
