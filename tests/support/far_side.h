@@ -52,8 +52,9 @@ enum class Feature {
 bool serves(Feature feature);
 
 // An empty world: no printers, drivers, TCP/IP ports, redirections and log settings; no
-// printer at any port, no device on the USB; no trouble; counts, batches and breaches forgotten. Under Wine it also
-// registers the bidi double. Call it first in each test, before the library is loaded.
+// printer at any port, no device on the USB; no trouble; counts, batches and breaches forgotten.
+// Under Wine it also registers the bidi double. Call it first in each test, before the library is
+// loaded.
 void reset();
 
 // --- The spooler -------------------------------------------------------------------------
