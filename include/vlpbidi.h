@@ -12,8 +12,9 @@
  *     what it counts stands with each operation; below zero it is one of the
  *     VLPER_ codes and nothing else.
  *  3. All request work is done on the calling thread. An operation returns when
- *     its work is finished, however long the spooler and the printer take: the
- *     library adds no time limit. It also waits for other callers of one printer.
+ *     its work is finished, however long the spooler takes; only exchanges with a
+ *     vendor-class printer's own device have limits. It also waits for other callers
+ *     of one printer.
  *  4. Device IDs, status data and replies are not returned by the operation that
  *     asks for them. They lie in one queue per process, in order of arrival, and
  *     GetResult takes them, told apart by the caller's requestId. Keep one thread

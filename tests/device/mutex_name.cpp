@@ -85,6 +85,13 @@ TEST_F(MutexName, IsMadeForEverybodyAndNotOwned) {
   EXPECT_TRUE(mutex_is_free(mutex_of(kFirst)));
 }
 
+TEST_F(MutexName, OwnEarlierMutexIsNotTakenForSomebodyElses) {
+  inside_.SetPath(kFirst);
+  EXPECT_TRUE(inside_.MakeMutex());
+  EXPECT_TRUE(inside_.MakeMutex());
+  EXPECT_THAT(lines_of_search(log_), ElementsAre(kNewMutex, kNewMutex));
+}
+
 TEST_F(MutexName, MutexThatIsThereIsTaken) {
   const vlp::KernelHandle there(CreateMutexA(nullptr, FALSE, mutex_of(kFirst).c_str()));
   inside_.SetPath(kFirst);

@@ -63,8 +63,10 @@ TEST_F(PumpLog, TransfersHaveALineWithTheirTimesAndCounts) {
           "S(2048) 60: 1.509  E(0) 60: 1.509 ",
           "CIOAccess::IOBufferingRead"));
   EXPECT_EQ(31u, lines[1].last_error);
+  EXPECT_EQ(" : S 60: 0.007  E 60: 0.007 ", lines[1].times);
   EXPECT_THAT(lines[3].bytes, ElementsAre("Dump(3): 41 42 43 "));
   EXPECT_EQ(22u, lines[4].last_error);
+  EXPECT_EQ(" : S 60: 1.507  E 60: 1.509 ", lines[4].times);
 }
 
 TEST_F(PumpLog, LifeAndDeviceHaveLines) {

@@ -93,8 +93,9 @@ TEST_F(PumpWrite, WaitsForTheDeviceWithoutLimitAndBesideARead) {
       described(kFirst, kSerialNumber, {.silent_when_idle = true, .silence_stops_writes = true}));
   with(kFirst,
        [](simulator::UsbPrinter& printer, std::uint64_t now) { printer.device().silence(now); });
-  run_virtual_serial(0, [this] {
-    vlp::CIOAccess port(nullptr);
+  LogFile log(vlp::kLogPortOutput);
+  run_virtual_serial(0, [this, &log] {
+    vlp::CIOAccess port(log);
     connect(port);
     auto reader = spawn("reader", [&] { EXPECT_EQ(0u, read(port, 8).result); });
     auto writer = spawn("writer", [&] {
@@ -107,6 +108,8 @@ TEST_F(PumpWrite, WaitsForTheDeviceWithoutLimitAndBesideARead) {
     sleep_ms(3'600'000);
     EXPECT_FALSE(writer.ended());
     EXPECT_FALSE(reader.ended());
+    // What is written is logged ahead of the transfer.
+    EXPECT_THAT(log.shown(), ElementsAre("CIOAccess::IOThroughWrite"));
     platform::unplug_usb_device(kFirst);
     writer.join();
     reader.join();

@@ -1,5 +1,7 @@
 // A vendor-class device that fails: what the command gives, and how the next one finds it.
 
+#include <algorithm>
+
 #include "tests/operations/vendor_fixture.h"
 
 namespace vlp {
@@ -107,6 +109,19 @@ TEST_F(VendorRenewal, IsLoggedLikeThis) {
                   "GenVlAccess::GenVlAccess - Initialized. DevicePath=(" + kDevicePath + ")",
                   "CPrinterInf::SendCommand Return | Data(5): reply"}),
               OwnLines());
+  });
+}
+
+TEST_F(VendorRenewal, GivesTheDeviceUpBeforeItReadsTheStatus) {
+  Timed([&] {
+    OpenAndLose(kPrinterLines | 0x1000);
+    EXPECT_TRUE(platform::replug_usb_device(kDevicePath));
+    Forget();
+    ExpectReply();
+    const std::vector<std::string> lines = OwnLines();
+    const auto read = std::find(lines.begin(), lines.end(), "CPrinterInf::GetStatus Enter");
+    ASSERT_NE(lines.end(), read);
+    EXPECT_EQ(1, std::count(lines.begin(), read, "delete CIOAccess"));
   });
 }
 

@@ -18,6 +18,7 @@ struct Line {
   std::string text;                    // behind the head, without the last error
   std::optional<uint32_t> last_error;  // of a failure
   std::vector<std::string> bytes;      // "Data(3): abc" or "Dump(3): 61 62 63 "
+  std::string times = {};              // of a failure: what stands behind the last error
 
   // As a test wants it: the mark in front, the bytes left out.
   std::string shown() const { return (error ? "### " : "") + text; }
@@ -39,8 +40,10 @@ inline Line line_of(const std::string& piece) {
   const std::string key = " : LastError = ";
   const size_t at = line.text.rfind(key);
   if (line.error && at != std::string::npos) {
+    char* behind = nullptr;
     line.last_error =
-        static_cast<uint32_t>(std::strtoll(line.text.c_str() + at + key.size(), nullptr, 10));
+        static_cast<uint32_t>(std::strtoll(line.text.c_str() + at + key.size(), &behind, 10));
+    line.times = behind;
     line.text.resize(at);
   }
   return line;
@@ -66,7 +69,7 @@ inline std::vector<Line> read(const std::string& path) {
     } else if (!lines.empty() && !lines.back().bytes.empty()) {
       lines.back().bytes.back() += "\r\n" + piece;  // bytes that hold a line's end
     } else {
-      lines.push_back({false, "?" + piece, std::nullopt, {}});
+      lines.push_back({false, "?" + piece, std::nullopt, {}, {}});
     }
   }
   return lines;

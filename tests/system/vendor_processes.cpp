@@ -83,8 +83,11 @@ TEST_F(VendorProcesses, OneThatDiesWithTheDeviceLeavesItToTheOther) {
   ExpectSent();
   const auto holder = StartHolder("hold-and-die");
   std::int32_t code = 0;
+  const std::uint64_t links = far_side::usb_traffic(path_).links;
   Thread waiting([&] { code = Send(); });
+  Sleep(static_cast<DWORD>(4 * kVendorReplyMs));
   EXPECT_FALSE(waiting.HasEnded());
+  EXPECT_EQ(far_side::usb_traffic(path_).links, links);
   LetHolderGo();
   EXPECT_EQ(holder->ExitCode(), 0);
   waiting.Join();
