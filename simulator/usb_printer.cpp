@@ -53,6 +53,11 @@ void UsbPrinter::end_exchange(uint64_t now_ms) {
   forget_answers();
 }
 
+void UsbPrinter::lose_host(uint64_t now_ms) {
+  look(now_ms);
+  forget_answers();
+}
+
 void UsbPrinter::replug(uint64_t now_ms) {
   forget_answers();
   device_.replug(now_ms);

@@ -32,6 +32,9 @@ class UsbPrinter {
   // The host has closed the device: what it still owes is a breach, what the printer has yet to
   // say is lost.
   void end_exchange(uint64_t now_ms);
+  // The host has died with the device open: it owes nothing, what the printer has yet to say is
+  // lost.
+  void lose_host(uint64_t now_ms);
 
   void unplug(uint64_t now_ms) { device_.unplug(now_ms); }
   void replug(uint64_t now_ms);

@@ -3,8 +3,8 @@
 // that a test has plugged or in the descriptions of the folder that VLPBIDI_HARDWARE names.
 
 #include "platform/bidi_objects.h"
-#include "simulator/hardware.h"
 #include "tests/support/print_keys.h"
+#include "tests/windows/hardware_folder.h"
 #include "tests/windows/registry_reader.h"
 
 #include <windows.h>
@@ -29,50 +29,29 @@ std::optional<std::string> narrowed(const std::u16string& text) {
                      : std::optional(std::string(narrow, static_cast<size_t>(length)));
 }
 
-std::string whole_file(const std::string& path) {
-  const HANDLE file =
-      CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
-    return {};
-  }
-  std::string text(65537, '\0');  // one more than a description may have
-  DWORD size = 0;
-  ReadFile(file, text.data(), static_cast<DWORD>(text.size()), &size, nullptr);
-  CloseHandle(file);
-  text.resize(size);
-  return text;
-}
-
 // Plugs what the descriptions put at `port`. A broken one is reported once it is looked at.
-void plug_described(const std::string& folder, const std::string& port) {
-  WIN32_FIND_DATAA entry;
-  const HANDLE search = FindFirstFileA((folder + "\\*.ini").c_str(), &entry);
-  if (search == INVALID_HANDLE_VALUE) {
-    return;
-  }
-  do {
-    std::string error;
-    const auto keys = simulator::read_hardware(whole_file(folder + "\\" + entry.cFileName), error);
+void plug_described(const std::string& port) {
+  doubles::read_hardware_folder([&](const std::string& file,
+                                    const std::optional<simulator::HardwareKeys>& keys,
+                                    const std::string& why) {
+    std::string error = why;
     const auto options = keys ? simulator::describe_printer(*keys, error) : std::nullopt;
     platform::with_port_monitor([&](simulator::PortMonitor& target) {
       if (!options) {
-        target.breach(std::string(entry.cFileName) + ": " + error);
+        target.breach(file + ": " + error);
       } else if (lstrcmpiA(options->port.c_str(), port.c_str()) == 0 && !target.plugged(port)) {
         target.plug(*options);
       }
     });
-  } while (FindNextFileA(search, &entry) != 0);
-  FindClose(search);
+  });
 }
 
 void plug_described_once(const std::string& port) {
-  char folder[MAX_PATH] = "";
-  const DWORD length = GetEnvironmentVariableA("VLPBIDI_HARDWARE", folder, sizeof folder);
   bool plugged = false;
   platform::with_port_monitor(
       [&](simulator::PortMonitor& target) { plugged = target.plugged(port); });
-  if (!plugged && length > 0 && length < sizeof folder) {
-    plug_described(folder, port);
+  if (!plugged) {
+    plug_described(port);
   }
 }
 

@@ -2,7 +2,7 @@
 
 // What makes a path on the USB be listed and opened under Wine: the registry keys of a device
 // interface, a link from the path to a pipe, and the pipe's waiting end. Nothing goes through
-// the pipe; its sizes tell which device a file was opened for.
+// the pipe: whose it is and its sizes tell which device a file was opened for.
 
 #include <windows.h>
 
@@ -39,7 +39,7 @@ class UsbPlace {
   HANDLE taken_ = nullptr;
 };
 
-// For which device the file was opened; nothing for other files.
+// For which device of its process the file was opened; nothing for other files.
 std::optional<uint32_t> usb_number_of(HANDLE file);
 
 // The keys of all places there ever were.
