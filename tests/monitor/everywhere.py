@@ -96,15 +96,11 @@ class Everywhere(Case):
 
 class ControlC(Case):
     def test_the_program_ends_at_once_though_the_printer_hangs(self):
-        described = self.world.hardware("colour4200.ini")
-        with open(described, encoding="utf-8") as file:
-            text = file.read()
         log = self.world.log("Quillon Colour 4200")
         if os.path.exists(log):
             os.remove(log)
-        with open(described, "w", encoding="utf-8") as file:
-            file.write(text.replace("LatencyMs = 40", "LatencyMs = 600000"))
-        try:
+        with self.world.edited(self.world.hardware("colour4200.ini"),
+                               lambda text: text.replace("LatencyMs = 40", "LatencyMs = 600000")):
             running = self.world.start(self.world.options.monitor, "info", "Quillon Colour 4200")
             self.assertTrue(wait_until(lambda: self.is_sent(log)), "the printer was never asked")
             started = time.monotonic()
@@ -112,9 +108,6 @@ class ControlC(Case):
             running.communicate(timeout=20)
             self.assertLess(time.monotonic() - started, 5)
             self.assertEqual(running.returncode, 130)
-        finally:
-            with open(described, "w", encoding="utf-8") as file:
-                file.write(text)
 
     @staticmethod
     def is_sent(log):

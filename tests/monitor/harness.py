@@ -1,7 +1,9 @@
 """Runs programs natively or under Wine and keeps what they need."""
 
+import contextlib
 import json
 import os
+import re
 import shutil
 import subprocess
 import tempfile
@@ -29,7 +31,7 @@ class World:
 
     def __init__(self, options):
         self.options = options
-        self.wine = options.double is not None
+        self.wine = options.doubles is not None
         self.folder = tempfile.mkdtemp(prefix="vlpmon-")
         self.environment = dict(os.environ)
         self.environment.pop("VLPBIDI_MACHINE", None)
@@ -52,7 +54,7 @@ class World:
                                 WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d")
         machine = self.machine("demo")
         found = subprocess.run(
-            [os.path.join(ROOT, "scripts/import_machine"), machine, self.options.double],
+            [os.path.join(ROOT, "scripts/import_machine"), machine, self.options.doubles],
             check=True, stdout=subprocess.PIPE, env=self.environment, encoding="utf-8")
         self.environment["VLPBIDI_HARDWARE"] = found.stdout.strip().splitlines()[-1]
 
@@ -85,6 +87,40 @@ class World:
 
     def hardware(self, name):
         return os.path.join(self.folder, "demo/hardware", name)
+
+    @contextlib.contextmanager
+    def edited(self, path, edit):
+        """A text file is as `edit` makes it, for as long as this lasts."""
+        with open(path, encoding="utf-8") as file:
+            text = file.read()
+        changed = edit(text)
+        if changed == text:
+            raise AssertionError(f"nothing to edit in {path}")
+        try:
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(changed)
+            yield
+        finally:
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(text)
+
+    @contextlib.contextmanager
+    def log_flag(self, flag):
+        """The demo machine logs that, for as long as this lasts."""
+        if not self.wine:
+            with self.edited(os.path.join(self.folder, "demo/machine.reg"),
+                             lambda text: re.sub('(?<="Bidi_LogFlag"=dword:)[0-9a-f]{8}',
+                                                 f"{flag:08x}", text)):
+                yield
+            return
+        key = "HKLM\\SOFTWARE\\WOW6432Node\\VELNO\\VLPrinter4\\LogEnv"
+        value = ("/v", "Bidi_LogFlag", "/t", "REG_DWORD", "/f", "/d")
+        before = self.run("reg", "query", key, "/v", "Bidi_LogFlag").output.split()[-1]
+        self.run("reg", "add", key, *value, str(flag))
+        try:
+            yield
+        finally:
+            self.run("reg", "add", key, *value, before)
 
     def path(self, host_path):
         """A path as the program wants it."""

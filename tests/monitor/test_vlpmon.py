@@ -21,14 +21,13 @@ def main():
     for name in ("monitor", "library", "example", "machines", "results", "stranger",
                  "odd-provider"):
         parser.add_argument("--" + name, required=True)
-    parser.add_argument("--double")
+    parser.add_argument("--doubles")
     World.current = World(parser.parse_args())
-    modules = [everywhere]
+    modules = [everywhere, vendor_class]
     if World.current.wine:
         modules += [on_windows]
     else:
-        modules += [answers, exchanges, wrong_use, terminals, other_machines,
-                    vendor_class]
+        modules += [answers, exchanges, wrong_use, terminals, other_machines]
     suite = unittest.TestSuite(
         unittest.defaultTestLoader.loadTestsFromModule(module) for module in modules)
     try:
