@@ -9,7 +9,7 @@ namespace system_test {
 inline constexpr const char* kChildPrinter = "Child";
 inline constexpr std::uint32_t kChildLogSize = 20000;
 
-// Whether processes see each other's registry.
+// Whether processes see each other's registry and the devices on the USB.
 bool WorldIsShared();
 
 }  // namespace system_test

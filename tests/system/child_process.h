@@ -36,6 +36,12 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
+  // Wherever it is. It is gone when this returns.
+  void Kill() const {
+    EXPECT_NE(TerminateProcess(process_, 99), FALSE);
+    EXPECT_EQ(ExitCode(), 99);
+  }
+
   // -1 for a child that hangs; it is ended then.
   int ExitCode() const {
     if (WaitForSingleObject(process_, kHangMs) != WAIT_OBJECT_0) {

@@ -29,7 +29,7 @@ int Hold(const std::string& folder, bool dies) {
 }
 
 int SendCommands(int count) {
-  system_test::MakeVendorWorld({});
+  system_test::JoinVendorWorld();
   const Provider provider;
   if (provider.Connect(system_test::kVendorPrinter).code != 2) return 5;
   for (int n = 0; n < count; ++n) {

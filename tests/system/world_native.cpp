@@ -25,12 +25,16 @@ std::string ShareWorld() {
   std::filesystem::create_directories(shared_folder / "drive_c" / "log");
   std::ofstream(shared_folder / "machine.reg") << "Windows Registry Editor Version 5.00\n";
   setenv("VLPBIDI_MACHINE", folder.c_str(), 1);
+  // Mutexes of this world only.
+  std::filesystem::create_directory(shared_folder / "mutexes");
+  setenv("VLPBIDI_SHARED_DIR", (shared_folder / "mutexes").c_str(), 1);
   if (platform::load_machine(folder)) abort();
   return "C:\\log\\";
 }
 
 void EndSharedWorld() {
   unsetenv("VLPBIDI_MACHINE");
+  unsetenv("VLPBIDI_SHARED_DIR");
   platform::reset_machine();
   std::filesystem::remove_all(shared_folder);
 }
