@@ -28,10 +28,12 @@ int Hold(const std::string& folder, bool dies) {
   return ReleaseMutex(mutex) != FALSE && CloseHandle(mutex) != FALSE ? 0 : 4;
 }
 
-int SendCommands(int count) {
+// Having a connection it says so by the file "ready", and begins.
+int SendCommands(const std::string& folder, int count) {
   system_test::JoinVendorWorld();
   const Provider provider;
   if (provider.Connect(system_test::kVendorPrinter).code != 2) return 5;
+  far_side::write_file(folder + "ready", "");
   for (int n = 0; n < count; ++n) {
     const far_side::Bytes command = far_side::bytes_of(std::string("ec\x01\x00", 4) + "x");
     const std::int32_t code = provider.Command(1, system_test::kVendorPrinter, ChnlKindD4, command);
@@ -47,6 +49,6 @@ int main(int count, char** arguments) {
   const std::string what = count > 2 ? arguments[1] : "";
   if (what == "hold") return Hold(arguments[2], false);
   if (what == "hold-and-die") return Hold(arguments[2], true);
-  if (what == "send") return SendCommands(std::atoi(arguments[2]));
+  if (what == "send" && count > 3) return SendCommands(arguments[2], std::atoi(arguments[3]));
   return 2;
 }

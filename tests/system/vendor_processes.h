@@ -47,22 +47,28 @@ class VendorProcesses : public ::testing::Test {
   }
 
   std::unique_ptr<ChildProcess> StartHolder(const std::string& how) {
-    auto child = std::make_unique<ChildProcess>(VLP_CHILD_FILE, how + " " + folder_);
-    DWORD waited = 0;
-    for (; !far_side::read_file(folder_ + "held") && waited < kHangMs; waited += kSleepMs) {
-      Sleep(kSleepMs);
-    }
-    EXPECT_LT(waited, kHangMs) << "nobody holds the device";
-    return child;
+    return Start(how + " " + folder_, "held");
   }
   void LetHolderGo() { far_side::write_file(folder_ + "go", ""); }
-  static std::unique_ptr<ChildProcess> StartSender(int commands) {
-    return std::make_unique<ChildProcess>(VLP_CHILD_FILE, "send " + std::to_string(commands));
+  std::unique_ptr<ChildProcess> StartSender(int commands) {
+    return Start("send " + folder_ + " " + std::to_string(commands), "ready");
   }
 
   std::string folder_;
   std::string path_;
   std::unique_ptr<Provider> provider_;
+
+ private:
+  // Comes back when the child has told by the file that it has come so far.
+  std::unique_ptr<ChildProcess> Start(const std::string& arguments, const std::string& file) {
+    auto child = std::make_unique<ChildProcess>(VLP_CHILD_FILE, arguments);
+    DWORD waited = 0;
+    for (; !far_side::read_file(folder_ + file) && waited < kHangMs; waited += kSleepMs) {
+      Sleep(kSleepMs);
+    }
+    EXPECT_LT(waited, kHangMs) << "the child doesn't come to " << file;
+    return child;
+  }
 };
 
 }  // namespace system_test
