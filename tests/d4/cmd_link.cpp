@@ -49,8 +49,7 @@ TEST_F(CmdLink, ALinkLeftOpenIsClosedBeforeTheEngineIsLeft) {
       Device device;
       device.open_channel();
     }
-    EXPECT_EQ(fake_engine::calls(),
-              (Lines{"0: CloseChannel 02", "0: Close", "Uninitialize"}));
+    EXPECT_EQ(fake_engine::calls(), (Lines{"0: CloseChannel 02", "0: Close", "Uninitialize"}));
   });
 }
 
