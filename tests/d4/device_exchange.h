@@ -8,9 +8,13 @@
 #include <string>
 
 #include "tests/d4/device_talk.h"
-#include "tests/d4/sanitized.h"
+#include "tests/support/sanitized.h"
 
 namespace d4_test {
+
+using test::kStep;
+using test::kTimesLonger;
+using test::live;
 
 inline constexpr std::uint8_t kSockets[] = {0x02, 0x21, 0x40, 0x50};
 

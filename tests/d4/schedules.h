@@ -7,13 +7,13 @@
 
 #include <cstdint>
 
-#include "tests/d4/sanitized.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/virtual_time.h"
 #include "tests/system/storm_seeds.h"
 
 namespace d4_test {
 
-inline constexpr std::uint64_t kSeeds = 1000 / kTimesLonger;
+inline constexpr std::uint64_t kSeeds = 1000 / test::kTimesLonger;
 inline constexpr std::uint64_t kRunsAtOnce = 40;
 
 // For conversations that take several times as long as the others.

@@ -5,9 +5,9 @@
 #include <tuple>
 
 #include "platform/faults.h"
-#include "tests/d4/sanitized.h"
 #include "tests/d4/sweep_life.h"
 #include "tests/support/fault_memory.h"
+#include "tests/support/sanitized.h"
 
 namespace d4_test {
 namespace {
@@ -16,7 +16,7 @@ constexpr DWORD kErrors[] = {ERROR_ACCESS_DENIED, ERROR_NOT_ENOUGH_MEMORY, ERROR
 constexpr const char* kAllocation = "operator new";
 
 // Under a sanitizer every few of them.
-constexpr unsigned kStride = kTimesLonger == 1 ? 1 : 5;
+constexpr unsigned kStride = test::kTimesLonger == 1 ? 1 : 5;
 
 enum class Log { off, on };
 
@@ -39,7 +39,7 @@ class Sweep : public ::testing::TestWithParam<std::tuple<std::size_t, Log>> {
     SCOPED_TRACE(fault.text());
     ++lives_;
     bool met = false;
-    d4_test::live(fault.nth, [&] {
+    test::live(fault.nth, [&] {
       SweepLife life(fault, log_ ? &*log_ : nullptr);
       part().prepare(life);
       met = life.run(part().act);

@@ -1,5 +1,4 @@
 #include "tests/d4/sweep_life.h"
-#include "tests/support/fault_memory.h"
 
 #include <algorithm>
 #include <set>
@@ -40,32 +39,13 @@ D4Options device() {
 
 }  // namespace
 
-std::string SweepFault::text() const {
-  if (nth == 0) return "undisturbed";
-  return (call.empty() ? "call" : call) + (from_then_on ? " from " : " ") + std::to_string(nth) +
-         ", error " + std::to_string(error);
-}
-
 SweepLife::SweepLife(const SweepFault& fault, vlp::DbgLog* log)
     : fault_(fault), log_(log), port_(device()) {}
 
 void SweepLife::arm() {
   test::settle();
-  platform::clear_faults();
+  fault_.arm();
   armed_ = true;
-  if (fault_.nth == 0) {
-    platform::watch_calls();
-  } else if (fault_.from_then_on) {
-    platform::fail_call_from(fault_.call, fault_.nth, fault_.error);
-  } else if (!fault_.call.empty()) {
-    platform::fail_call(fault_.call, fault_.nth, fault_.error);
-  } else {
-#if defined(VLP_MEMORY_CANT_FAIL)
-    platform::fail_nth_system_call(fault_.nth, fault_.error);
-#else
-    platform::fail_nth_call(fault_.nth, fault_.error);
-#endif
-  }
 }
 
 void SweepLife::disarm() {

@@ -13,18 +13,11 @@
 #include <vector>
 
 #include "tests/d4/device_talk.h"
+#include "tests/support/sweep_fault.h"
 
 namespace d4_test {
 
-// Which call fails; `call` empty: the nth of all.
-struct SweepFault {
-  std::string call = {};
-  unsigned nth = 0;  // 0: none fails
-  bool from_then_on = false;
-  DWORD error = ERROR_ACCESS_DENIED;
-
-  std::string text() const;
-};
+using test::SweepFault;
 
 class SweepLife {
  public:

@@ -1,11 +1,11 @@
 # Status, commands and the fax channel of one device, on the layer's USB. The linker puts a spy
 # before what the object asks of the engine.
 vlp_test(device_access
-    SOURCES vendor_device.cpp genvl_life.cpp genvl_open.cpp genvl_mutex.cpp genvl_sizes.cpp
+    SOURCES vendor_device.cpp mutex_holder.cpp genvl_life.cpp genvl_open.cpp genvl_mutex.cpp genvl_sizes.cpp
         genvl_command.cpp genvl_reply.cpp genvl_status.cpp fax_open.cpp fax_write.cpp fax_read.cpp
     LINKS vlp_device vlp_simulator NATIVE_ONLY)
 # Devices that go at any moment, and calls that fail.
-vlp_test(device_access_loss ONE_THREAD SOURCES vendor_device.cpp genvl_removal.cpp genvl_sweep.cpp
+vlp_test(device_access_loss ONE_THREAD SOURCES vendor_device.cpp mutex_holder.cpp genvl_removal.cpp genvl_sweep.cpp
                             LINKS vlp_device vlp_simulator NATIVE_ONLY)
 foreach(program test_device_access test_device_access_loss)
   if(TARGET ${program})

@@ -8,6 +8,17 @@ namespace {
 class GenVlMutex : public VendorDevice {
  protected:
   static std::string name_of(vlp::GenVlAccess& access) { return Private(access).MutexName(); }
+
+  // The result of a command while somebody else has the device until then.
+  static std::int32_t sent_while_held_until(std::uint64_t ms) {
+    const Access access = make();
+    Holder holder(name_of(*access));
+    std::int32_t sent = 0;
+    TestThread sender = spawn("sender", [&] { sent = send(*access, status_request()); });
+    holder.let_go_at_ms(ms);
+    sender.join();
+    return sent;
+  }
 };
 
 TEST_F(GenVlMutex, HeldBeyondTheWaitIsBusyAndALaterCallNeedsNoSearch) {
@@ -35,28 +46,15 @@ TEST_F(GenVlMutex, HeldBeyondTheWaitIsBusyAndALaterCallNeedsNoSearch) {
 TEST_F(GenVlMutex, LetGoInTheLastMillisecondOfTheWaitIsInTime) {
   plug();
   run_virtual_serial(1, [] {
-    const Access access = make();
-    Holder holder(name_of(*access));
-    std::int32_t sent = 0;
-    TestThread sender = spawn("sender", [&] { sent = send(*access, status_request()); });
-    holder.let_go_at_ms(19'999);
-    sender.join();
-    EXPECT_EQ(5, sent);
+    EXPECT_EQ(5, sent_while_held_until(19'999));
     EXPECT_EQ(19'999u, elapsed_ms());
   });
 }
 
 TEST_F(GenVlMutex, LetGoBehindTheWaitIsTooLate) {
   plug();
-  run_virtual_serial(1, [] {
-    const Access access = make();
-    Holder holder(name_of(*access));
-    std::int32_t sent = 0;
-    TestThread sender = spawn("sender", [&] { sent = send(*access, status_request()); });
-    holder.let_go_at_ms(20'001);
-    sender.join();
-    EXPECT_EQ(vlp::GENVL_E_MUTEX_TIMEOUT, sent);
-  });
+  run_virtual_serial(1,
+                     [] { EXPECT_EQ(vlp::GENVL_E_MUTEX_TIMEOUT, sent_while_held_until(20'001)); });
 }
 
 TEST_F(GenVlMutex, WaitIsThatOfTheSettings) {

@@ -1,14 +1,14 @@
 // The device goes: at each byte of either direction, of a command and of a fax, and back again
 // with another path.
 
-#include "tests/d4/sanitized.h"
 #include "tests/device/vendor_device.h"
+#include "tests/support/sanitized.h"
 
 namespace device_test {
 namespace {
 
-using d4_test::kStep;
-using d4_test::live;
+using test::kStep;
+using test::live;
 
 const std::string kElsewhere = path_of("elsewhere");
 

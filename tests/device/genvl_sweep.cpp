@@ -8,35 +8,22 @@
 #include <set>
 
 #include "platform/kernel/scenario.h"
-#include "tests/d4/sanitized.h"
 #include "tests/device/vendor_device.h"
-#include "tests/support/fault_memory.h"
+#include "tests/support/sanitized.h"
+#include "tests/support/sweep_fault.h"
 
 namespace device_test {
 namespace {
 
-using d4_test::kTimesLonger;
 using platform::UnderTest;
 using simulator::D4Rule;
+using test::kTimesLonger;
+using test::SweepFault;
 
 constexpr unsigned kStride = kTimesLonger == 1 ? 1 : 5;
-struct Fault {
-  std::string call = {};  // empty: any
-  unsigned nth = 0;       // 0: none
-  bool from_then_on = false;
-  DWORD error = ERROR_ACCESS_DENIED;
-
-  std::string text() const {
-    if (nth == 0) return "undisturbed";
-    return (call.empty() ? "call" : call) + (from_then_on ? " from " : " ") + std::to_string(nth) +
-           ", error " + std::to_string(error);
-  }
-};
 
 class Life {
  public:
-  explicit Life(const Fault& fault) : fault_(fault) {}
-
   void make() {
     run([&] {
       access_ = std::make_unique<vlp::GenVlAccess>(
@@ -101,22 +88,6 @@ class Life {
     run([&] { access_.reset(); });
   }
 
-  void arm() {
-    platform::clear_faults();
-    if (fault_.nth == 0) {
-      platform::watch_calls();
-    } else if (fault_.from_then_on) {
-      platform::fail_call_from(fault_.call, fault_.nth, fault_.error);
-    } else if (!fault_.call.empty()) {
-      platform::fail_call(fault_.call, fault_.nth, fault_.error);
-    } else {
-#if defined(VLP_MEMORY_CANT_FAIL)
-      platform::fail_nth_system_call(fault_.nth, fault_.error);
-#else
-      platform::fail_nth_call(fault_.nth, fault_.error);
-#endif
-    }
-  }
   bool disarm() {
     settle();
     failed_ = platform::failed_calls();
@@ -181,7 +152,6 @@ class Life {
         << what << ": " << code;
   }
 
-  Fault fault_;
   Access access_;
   std::vector<std::string> failed_;
   std::set<std::string> made_;
@@ -222,7 +192,7 @@ class GenVlSweep : public VendorDevice, public ::testing::WithParamInterface<std
   const Part& part() const { return kParts[GetParam()]; }
 
   // True if the fault was met.
-  bool lives(const Fault& fault) {
+  bool lives(const SweepFault& fault) {
     SCOPED_TRACE(fault.text());
     far_side::reset();
     D4Options options;
@@ -231,11 +201,11 @@ class GenVlSweep : public VendorDevice, public ::testing::WithParamInterface<std
     options.sockets[kFaxSocket] = {.write_size = 36, .read_size = 36};
     plug(kFirst, options);
     bool met = false;
-    d4_test::live(fault.nth, [&] {
-      Life life(fault);
+    test::live(fault.nth, [&] {
+      Life life;
       part().prepare(life);
       settle();
-      life.arm();
+      fault.arm();
       part().act(life);
       met = life.disarm();
       if (fault.nth == 0) made_ = life.made();
@@ -259,7 +229,7 @@ class GenVlSweep : public VendorDevice, public ::testing::WithParamInterface<std
     }
   }
 
-  unsigned sweep(Fault fault) {
+  unsigned sweep(SweepFault fault) {
     unsigned failed = 0;
     for (fault.nth = 1; !HasFailure() && lives(fault); fault.nth += kStride) ++failed;
     return failed;

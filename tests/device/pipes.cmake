@@ -15,7 +15,7 @@ endif()
 # The search among devices, and the mutex of the one that is found.
 vlp_test(device_search
     SOURCES search_serial.cpp search_candidates.cpp search_path.cpp search_product.cpp
-        search_container.cpp mutex_name.cpp pipes_search.cpp
+        search_container.cpp mutex_name.cpp mutex_holder.cpp pipes_search.cpp
     LINKS vlp_device vlp_simulator NATIVE_ONLY)
 if(TARGET test_device_search)
   target_link_options(test_device_search PRIVATE -Wl,--wrap=CreateMutexA

@@ -44,34 +44,4 @@ SearchSpy& search_spy() {
   return the_spy;
 }
 
-bool mutex_is_free(const std::string& name) {
-  bool free = false;
-  spawn("looks at the mutex", [&] {
-    const vlp::KernelHandle mutex(CreateMutexA(nullptr, FALSE, name.c_str()));
-    free = WaitForSingleObject(mutex.Get(), 0) == WAIT_OBJECT_0;
-    if (free) ReleaseMutex(mutex.Get());
-  }).join();
-  return free;
-}
-
-Holder::Holder(const std::string& name)
-    : may_end_(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
-      has_it_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
-  thread_ = std::make_unique<test::TestThread>(spawn("holder", [this, name] {
-    const vlp::KernelHandle mutex(CreateMutexA(nullptr, FALSE, name.c_str()));
-    EXPECT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(mutex.Get(), INFINITE));
-    SetEvent(has_it_.Get());
-    WaitForSingleObject(may_end_.Get(), INFINITE);
-    EXPECT_TRUE(ReleaseMutex(mutex.Get()));
-  }));
-  WaitForSingleObject(has_it_.Get(), INFINITE);
-}
-
-void Holder::let_go() {
-  if (thread_ == nullptr) return;
-  SetEvent(may_end_.Get());
-  thread_->join();
-  thread_.reset();
-}
-
 }  // namespace search_test

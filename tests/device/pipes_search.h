@@ -4,6 +4,7 @@
 // before the listing of paths and the making of mutexes.
 
 #include "device/gen_vl_access.h"
+#include "tests/device/mutex_holder.h"
 #include "tests/device/pipes_fixture.h"
 
 namespace vlp {
@@ -89,6 +90,8 @@ namespace search_test {
 using namespace pipes_test;  // NOLINT(google-build-using-namespace)
 using Access = std::unique_ptr<vlp::GenVlAccess>;
 using Private = vlp::GenVlAccessTest;
+using device_test::Holder;
+using device_test::mutex_is_free;
 using ::testing::StartsWith;
 
 inline constexpr vlp::GenVlSettings kSettings = {1, 1, 50, 20000, 5000};
@@ -136,24 +139,6 @@ inline std::string mutex_of(const std::string& path) {
   }
   return kPrefix + tail;
 }
-
-bool mutex_is_free(const std::string& name);
-
-// Another process, as good as: it holds a mutex until it is told to let it go.
-class Holder {
- public:
-  explicit Holder(const std::string& name);
-  ~Holder() { let_go(); }
-  Holder(const Holder&) = delete;
-  Holder& operator=(const Holder&) = delete;
-
-  void let_go();
-
- private:
-  vlp::KernelHandle may_end_;
-  vlp::KernelHandle has_it_;
-  std::unique_ptr<test::TestThread> thread_;
-};
 
 class SearchTest : public DeviceTest {
  protected:

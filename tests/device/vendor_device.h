@@ -19,6 +19,7 @@
 #include "device/gen_vl_access.h"
 #include "platform/faults.h"
 #include "platform/usb_devices.h"
+#include "tests/device/mutex_holder.h"
 #include "tests/support/far_side.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/virtual_time.h"
@@ -128,33 +129,6 @@ Bytes ask(vlp::GenVlAccess& access, const Bytes& command, uint32_t channel = GEN
 
 // Calls of files and WinUSB since platform::watch_calls(). Only without a log.
 unsigned device_calls();
-
-// Another process, as good as: a thread that holds the mutex from its making until it lets go.
-class Holder {
- public:
-  explicit Holder(std::string name);
-  ~Holder() { let_go(); }
-  Holder(const Holder&) = delete;
-  Holder& operator=(const Holder&) = delete;
-
-  void let_go();
-  void let_go_at_ms(std::uint64_t ms);
-  // Ends without releasing it.
-  void die();
-
- private:
-  enum class End { release, die };
-  void hold();
-
-  std::string name_;
-  vlp::KernelHandle may_end_;
-  vlp::KernelHandle has_it_;
-  End end_ = End::release;
-  std::unique_ptr<TestThread> thread_;
-};
-
-// Nobody holds the mutex of that name now.
-bool mutex_is_free(const std::string& name);
 
 // Decides what parts give their users, and sees what the command layer asks of the engine.
 struct Spy {

@@ -17,6 +17,15 @@ void VendorTest::OpenVendor(const std::string& profile_lines, const PrinterOptio
   Open({TextBdc(), D4()}, kVendorId, profile_lines, behaviour);
 }
 
+void VendorTest::OpenFound(const std::string& place, const std::string& profile_lines) {
+  path_ = Plug(place);
+  LogTo(kLogOperations | kLogVendor | kLogDevice);
+  OpenVendor(profile_lines);
+  ASSERT_EQ(Reply(ChnlKindD4, Echo("first")), "first");
+  Links(path_);
+  Batches();
+}
+
 std::string VendorTest::Plug(const std::string& place, const std::string& serial,
                              const D4Options& d4) {
   return far_side::plug_usb({.place = place, .printer = {.serial_number = serial}, .d4 = d4});

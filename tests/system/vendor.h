@@ -42,6 +42,8 @@ class VendorTest : public TalkTest {
 
   // The talker as a vendor-class printer with a BDC and a D4 channel. No device yet.
   void OpenVendor(const std::string& profile_lines = {}, const PrinterOptions& behaviour = {});
+  // The same at a device of its own, path_, that was found for a first command.
+  void OpenFound(const std::string& place, const std::string& profile_lines = {});
   // Gives its path.
   static std::string Plug(const std::string& place, const std::string& serial = kVendorSerial,
                           const D4Options& d4 = Patient());
@@ -59,6 +61,12 @@ class VendorTest : public TalkTest {
   std::uint32_t Batches();
   // Lines of the talker's log that begin so.
   std::size_t CountLines(const std::string& begin) const;
+  std::size_t Searches() const { return CountLines("GenVlAccess::SearchSNumDevPath - Enter"); }
+  std::size_t FailedSends(const std::string& code) const {
+    return CountLines("*** GenVlAccess::GenVlSendRecv - End.  nRC=" + code + " ***");
+  }
+
+  std::string path_;
 
  private:
   std::map<std::string, std::size_t> packets_seen_;  // by path

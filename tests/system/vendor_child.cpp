@@ -35,10 +35,10 @@ int SendCommands(const std::string& folder, int count) {
   if (provider.Connect(system_test::kVendorPrinter).code != 2) return 5;
   far_side::write_file(folder + "ready", "");
   for (int n = 0; n < count; ++n) {
-    const far_side::Bytes command = far_side::bytes_of(std::string("ec\x01\x00", 4) + "x");
-    const std::int32_t code = provider.Command(1, system_test::kVendorPrinter, ChnlKindD4, command);
+    const std::int32_t code =
+        provider.Command(1, system_test::kVendorPrinter, ChnlKindD4, system_test::VendorCommand());
     if (code != 5) return 100 - code;
-    if (provider.Take().data != far_side::bytes_of("x")) return 6;
+    if (provider.Take().data != system_test::VendorReply()) return 6;
   }
   return 0;
 }

@@ -37,13 +37,17 @@ class VendorProcesses : public ::testing::Test {
     ASSERT_EQ(provider_->Connect(kVendorPrinter).code, 2);
   }
 
-  std::int32_t Send() {
-    return provider_->Command(1, kVendorPrinter, ChnlKindD4,
-                              far_side::bytes_of(std::string("ec\x01\x00", 4) + "x"));
-  }
+  std::int32_t Send() { return provider_->Command(1, kVendorPrinter, ChnlKindD4, VendorCommand()); }
   void ExpectSent() {
     ASSERT_EQ(Send(), 5);
-    EXPECT_EQ(provider_->Take().data, far_side::bytes_of("x"));
+    EXPECT_EQ(provider_->Take().data, VendorReply());
+  }
+
+  // How long so many commands take.
+  DWORD MsOf(int commands) {
+    const DWORD begin = GetTickCount();
+    for (int n = 0; n < commands; ++n) ExpectSent();
+    return GetTickCount() - begin;
   }
 
   std::unique_ptr<ChildProcess> StartHolder(const std::string& how) {

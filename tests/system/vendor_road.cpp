@@ -112,7 +112,7 @@ TEST_F(VendorRoad, KnowsItsDeviceFromTheSecondCommandOn) {
     EXPECT_EQ(Links(path), 1U);
   }
   EXPECT_EQ(Batches(), 0U);
-  EXPECT_EQ(CountLines("GenVlAccess::SearchSNumDevPath - Enter"), 1U);
+  EXPECT_EQ(Searches(), 1U);
 }
 
 TEST_F(VendorRoad, NeedsAStatusWithASerialNumber) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tests/support/log_lines.h"
 #include "tests/system/vendor_processes.h"
 
 namespace system_test {
@@ -12,19 +13,14 @@ constexpr std::uint32_t kLogTransfers = 0x400;
 class VendorShared : public VendorProcesses {
  protected:
   std::size_t FailedReads() const {
-    const std::string log =
-        far_side::read_file(folder_ + kVendorPrinter + ".dat").value_or(std::string());
-    const std::string line = "CIOAccess::IOBufferingRead - ReadPort";
-    std::size_t count = 0;
-    for (std::size_t at = log.find(line); at != std::string::npos; at = log.find(line, at + 1)) {
-      ++count;
-    }
-    return count;
+    return log_lines::starting(folder_ + kVendorPrinter + ".dat",
+                               "CIOAccess::IOBufferingRead - ReadPort")
+        .size();
   }
   // Commands that have come to the device, from whomever.
   std::ptrdiff_t Commands() const {
     const std::vector<far_side::UsbPacket> packets = far_side::usb_packets(path_);
-    const far_side::Bytes text = far_side::bytes_of(std::string("ec\x01\x00", 4) + "x");
+    const far_side::Bytes text = VendorCommand();
     return std::count_if(packets.begin(), packets.end(), [&](const far_side::UsbPacket& packet) {
       return packet.side == far_side::D4Side::host &&
              std::search(packet.bytes.begin(), packet.bytes.end(), text.begin(), text.end()) !=
@@ -54,13 +50,12 @@ TEST_F(VendorShared, ACommandWaitsForTheReplyToTheOtherProcesses) {
   constexpr std::uint64_t reply_ms = 500;
   Open({}, reply_ms);
   ExpectSent();
+  const DWORD alone = MsOf(1);
   const auto other = StartSender(1);
-  AwaitCommands(2);
-  const DWORD begin = GetTickCount();
-  ExpectSent();
-  EXPECT_GE(GetTickCount() - begin, reply_ms + reply_ms / 2) << "the other's and its own";
+  AwaitCommands(3);
+  EXPECT_GE(MsOf(1), alone + reply_ms / 2) << "the other's and its own";
   EXPECT_EQ(other->ExitCode(), 0);
-  EXPECT_EQ(Commands(), 3);
+  EXPECT_EQ(Commands(), 4);
 }
 
 // In the middle of a link, with the device open and its mutex held.

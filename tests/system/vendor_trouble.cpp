@@ -9,25 +9,7 @@ namespace {
 // waits as long.
 constexpr const char* kShortLimit = "LPT_PacketRcvMaxTime=2000\n";
 
-class VendorTrouble : public VendorTest {
- protected:
-  // Its device has been found, and a first command was well.
-  void OpenFound(const std::string& place, const std::string& profile_lines = {}) {
-    path_ = Plug(place);
-    LogTo(kLogOperations | kLogVendor | kLogDevice);
-    OpenVendor(profile_lines);
-    ASSERT_EQ(Reply(ChnlKindD4, Echo("first")), "first");
-    Links(path_);
-    Batches();
-  }
-
-  std::size_t Searches() const { return CountLines("GenVlAccess::SearchSNumDevPath - Enter"); }
-  std::size_t FailedSends(const std::string& code) const {
-    return CountLines("*** GenVlAccess::GenVlSendRecv - End.  nRC=" + code + " ***");
-  }
-
-  std::string path_;
-};
+using VendorTrouble = VendorTest;
 
 TEST_F(VendorTrouble, ADeviceThatSomebodyElseHoldsIsBusyAndStaysKnown) {
   OpenFound("b1", "LPT_PacketRcvMaxTime=800\n");

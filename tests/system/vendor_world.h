@@ -17,6 +17,12 @@ inline constexpr const char* kVendorPrinter = "Shared vendor printer";
 inline constexpr const char* kVendorSerialNumber = "QN42000017";
 inline constexpr std::uint64_t kVendorReplyMs = 50;
 
+// A command, of five bytes, and its reply.
+inline far_side::Bytes VendorCommand() {
+  return far_side::bytes_of(std::string("ec\x01\x00", 4) + "x");
+}
+inline far_side::Bytes VendorReply() { return far_side::bytes_of("x"); }
+
 inline void PlugVendorPort() {
   far_side::PrinterOptions printer{
       .port = "USB001", .device_id = far_side::bytes_of("MFG:V;CMD:GENVL,BDC,D4;MDL:T;")};

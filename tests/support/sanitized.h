@@ -9,23 +9,23 @@
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
-#define VLP_D4_THREAD_SANITIZER
+#define VLP_THREAD_SANITIZER
 #elif __has_feature(address_sanitizer)
-#define VLP_D4_ADDRESS_SANITIZER
+#define VLP_ADDRESS_SANITIZER
 #endif
 #endif
 #if defined(__SANITIZE_THREAD__)
-#define VLP_D4_THREAD_SANITIZER
+#define VLP_THREAD_SANITIZER
 #elif defined(__SANITIZE_ADDRESS__)
-#define VLP_D4_ADDRESS_SANITIZER
+#define VLP_ADDRESS_SANITIZER
 #endif
 
-namespace d4_test {
+namespace test {
 
-#if defined(VLP_D4_THREAD_SANITIZER)
+#if defined(VLP_THREAD_SANITIZER)
 inline constexpr std::uint64_t kTimesLonger = 20;
 inline constexpr bool kThreadSanitizer = true;
-#elif defined(VLP_D4_ADDRESS_SANITIZER)
+#elif defined(VLP_ADDRESS_SANITIZER)
 inline constexpr std::uint64_t kTimesLonger = 8;
 inline constexpr bool kThreadSanitizer = false;
 #else
@@ -40,10 +40,10 @@ inline constexpr std::uint64_t kStep = kTimesLonger == 1 ? 1 : kTimesLonger + 3;
 template <typename Body>
 void live(std::uint64_t seed, Body body) {
   if (kThreadSanitizer) {
-    test::run_virtual_parallel(body);
+    run_virtual_parallel(body);
   } else {
-    test::run_virtual_serial(seed, body);
+    run_virtual_serial(seed, body);
   }
 }
 
-}  // namespace d4_test
+}  // namespace test
