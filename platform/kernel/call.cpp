@@ -34,6 +34,14 @@ bool enter_attended(Thread& thread, const char* name, Fails fails, bool outermos
   return thread.terminated;
 }
 
+// What a call did may be answered by others before its caller looks at anything.
+// True if the thread has to leave.
+bool leave_attended(Thread& thread) {
+  const State& all = state();
+  if (all.mode == Mode::serial && thread.scenario == all.scenario) maybe_preempt(thread);
+  return thread.terminated;
+}
+
 }  // namespace
 
 void update_attention() {
@@ -62,7 +70,7 @@ Call::~Call() {
   bool leaves = false;
   {
     StateGuard guard;
-    leaves = thread.terminated;
+    leaves = leave_attended(thread);
   }
   if (leaves) leave_thread(thread.exit_code);
 }

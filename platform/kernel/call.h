@@ -17,8 +17,8 @@ enum class Fails { never, yes, once };
 // Stands first in every supplied call. While it lives the thread is inside the
 // layer: allocations are not counted as fault points and a deadlock report names
 // the call. In virtual modes it stops the program if the thread isn't one of the
-// scenario's, and in serial mode it may hand the baton to another thread. Of calls
-// within a call only the outermost is a fault point.
+// scenario's, and in serial mode it may hand the baton to another thread, before the
+// call does its work and behind it. Of calls within a call only the outermost is a fault point.
 class VLP_PLATFORM_API Call {
  public:
   explicit Call(const char* name, Fails fails = Fails::yes);

@@ -159,7 +159,7 @@ void yield(Thread& thread);
 void note_spin(Thread& thread);
 // Counts a look at the clock; a thread that only looks makes the clock slip.
 void note_clock_read(Thread& thread);
-// At the entrance of a call in serial mode.
+// At the entrance of a call in serial mode, and behind it.
 void maybe_preempt(Thread& thread);
 
 // The queue of a critical section, for a thread that is taken out of it.

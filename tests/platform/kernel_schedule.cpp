@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <set>
 #include <string>
 #include <vector>
@@ -91,6 +92,25 @@ TEST(SerialSchedules, OnlyOneThreadRunsAtATime) {
       EXPECT_EQ(unguarded, 200);
     });
   }
+}
+
+TEST(SerialSchedules, WhatACallSetsOffMayBeOverBeforeItsCallerGoesOn) {
+  std::set<bool> seen;
+  for (uint64_t seed = 0; seed < 50; ++seed) {
+    run_virtual_serial(seed, [&seen] {
+      const Handle asked(new_event(false, false));
+      std::atomic<bool> answered = false;
+      TestThread other = spawn("other", [&] {
+        WaitForSingleObject(asked, INFINITE);
+        answered.store(true);
+      });
+      settle();
+      SetEvent(asked);
+      seen.insert(answered.load());
+      other.join();
+    });
+  }
+  EXPECT_EQ((std::set<bool>{false, true}), seen);
 }
 
 TEST(Fairness, ASectionIsHandedOverFirstComeFirstServed) {
