@@ -6,13 +6,14 @@ function(vlp_room name)
   target_link_libraries(vlp_${name} PUBLIC vlp_settings vlp_platform_calls ${ARG_LINKS})
 endfunction()
 
-# vlp_test(NAME SOURCES ... [LINKS ...] [NATIVE_ONLY] [ONE_THREAD] [RUN_ALONE]): one
+# vlp_test(NAME SOURCES ... [LINKS ...] [NATIVE_ONLY] [ONE_THREAD] [RUN_ALONE] [MANY_RUNS]): one
 # GoogleTest program. It runs natively, and under Wine in the windows build unless
 # NATIVE_ONLY. ONE_THREAD leaves it out of the ThreadSanitizer build: what it runs, it
-# runs on one thread, or another program of its folder runs on several.
+# runs on one thread, or another program of its folder runs on several. MANY_RUNS is for one
+# that goes through many orders or failures by itself: the leg orders leaves it out.
 # Its results by case are left in results/NAME.xml, which scripts/test counts.
 function(vlp_test name)
-  cmake_parse_arguments(ARG "NATIVE_ONLY;ONE_THREAD;RUN_ALONE" "" "SOURCES;LINKS" ${ARGN})
+  cmake_parse_arguments(ARG "NATIVE_ONLY;ONE_THREAD;RUN_ALONE;MANY_RUNS" "" "SOURCES;LINKS" ${ARGN})
   if(WIN32 AND ARG_NATIVE_ONLY)
     return()
   endif()
@@ -31,6 +32,9 @@ function(vlp_test name)
   add_test(NAME ${name} COMMAND test_${name} --gtest_output=xml:${results})
   # A net only: no test waits in real time.
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "${VLPBIDI_TEST_ENVIRONMENT}")
+  if(ARG_MANY_RUNS)
+    set_tests_properties(${name} PROPERTIES LABELS many_runs)
+  endif()
   if(ARG_RUN_ALONE)
     set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
   endif()

@@ -82,7 +82,7 @@ TEST(LinkCloseTogether, CloserLooksEveryTwentyMillisecondsForTheLastOneOut) {
 }
 
 TEST(LinkCloseTogether, GateIsOpenedAgainAtEachLook) {
-  run_virtual_parallel([] {
+  run_virtual_schedules(20, [] {
     ScriptedPort port;
     Engine engine;
     vlp::XdltLink* const link = opened_link(port);
@@ -96,7 +96,8 @@ TEST(LinkCloseTogether, GateIsOpenedAgainAtEachLook) {
     test::settle();
     auto queued = transact("queued", [&] { return fetch(link, 0x02, 4); });
     EXPECT_EQ(0, closing.get().result);
-    EXPECT_EQ(540u, closing.get().ms);
+    // One more look, if the one who was let out at 520 was still there.
+    EXPECT_THAT(closing.get().ms, AnyOf(520u, 540u));
     EXPECT_EQ(vlp::XDLT_ERR_NOLINK, queued.get().result);
     EXPECT_EQ(420u, queued.get().ms);
     expect_free(*link);

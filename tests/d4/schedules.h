@@ -8,8 +8,8 @@
 #include <cstdint>
 
 #include "tests/support/sanitized.h"
+#include "tests/support/seeds.h"
 #include "tests/support/virtual_time.h"
-#include "tests/system/storm_seeds.h"
 
 namespace d4_test {
 
@@ -26,7 +26,7 @@ void in_many_orders(Conversation conversation, std::uint64_t seeds = kSeeds,
     SCOPED_TRACE("threads at once, run " + std::to_string(run));
     test::run_virtual_parallel([&] { conversation(run); }, options);
   }
-  system_test::ForEachSeed(seeds, [&](std::uint64_t seed) {
+  test::for_each_seed(seeds, [&](std::uint64_t seed) {
     test::run_virtual_serial(
         seed, [&] { conversation(seed); }, options);
   });

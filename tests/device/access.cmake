@@ -5,8 +5,9 @@ vlp_test(device_access
         genvl_command.cpp genvl_reply.cpp genvl_status.cpp fax_open.cpp fax_write.cpp fax_read.cpp
     LINKS vlp_device vlp_simulator NATIVE_ONLY)
 # Devices that go at any moment, and calls that fail.
-vlp_test(device_access_loss ONE_THREAD SOURCES vendor_device.cpp mutex_holder.cpp genvl_removal.cpp genvl_sweep.cpp
-                            LINKS vlp_device vlp_simulator NATIVE_ONLY)
+vlp_test(device_access_loss
+    SOURCES vendor_device.cpp mutex_holder.cpp genvl_removal.cpp genvl_sweep.cpp
+    LINKS vlp_device vlp_simulator NATIVE_ONLY ONE_THREAD MANY_RUNS)
 foreach(program test_device_access test_device_access_loss)
   if(TARGET ${program})
     foreach(function

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <utility>
 
 #include "platform/faults.h"
+#include "tests/support/seeds.h"
 
 namespace test {
 namespace {
@@ -38,6 +40,10 @@ void run(const platform::ScenarioOptions& scenario, const std::function<void()>&
 }  // namespace
 
 void run_virtual_parallel(const std::function<void()>& body, const VirtualOptions& options) {
+  if (const std::optional<uint64_t> seed = given_seed()) {
+    run_virtual_serial(*seed, body, options);
+    return;
+  }
   run({platform::Mode::parallel, 0, options.tick_start_ms}, body, options);
 }
 

@@ -31,7 +31,8 @@ struct VirtualOptions {
   bool may_leave_handles = false;      // for tests about things left open
 };
 
-// True concurrency; what ThreadSanitizer runs.
+// True concurrency; what ThreadSanitizer runs. Serial instead if the environment gives
+// a seed (VLPBIDI_SEED): what a test expects must hold in every order.
 void run_virtual_parallel(const std::function<void()>& body, const VirtualOptions& options = {});
 
 // One thread at a time, in an order that the seed decides and that replays.

@@ -9,9 +9,9 @@
 #include <map>
 
 #include "platform/kernel/scenario.h"
+#include "tests/support/seeds.h"
 #include "tests/support/virtual_time.h"
 #include "tests/system/fixture.h"
-#include "tests/system/storm_seeds.h"
 #include "tests/system/storm_world.h"
 
 namespace system_test {
@@ -226,11 +226,11 @@ TEST_F(Storm, OfTrulyConcurrentThreadsLeavesWholeAnswers) {
 }
 
 TEST_F(Storm, InManyOrdersLeavesWholeAnswers) {
-  ForEachSeed(kSeeds, [this](std::uint64_t seed) {
+  test::for_each_seed(kSeeds, [this](std::uint64_t seed) {
     Run({.mode = platform::Mode::serial, .seed = seed}, 20,
         seed % 3 == 0 ? End::cut : End::drained);
   });
-  if (!SeedIsGiven()) ExpectAllSeen();
+  if (!test::given_seed()) ExpectAllSeen();
 }
 
 }  // namespace

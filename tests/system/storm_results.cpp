@@ -5,9 +5,9 @@
 #include <set>
 
 #include "platform/kernel/scenario.h"
+#include "tests/support/seeds.h"
 #include "tests/support/virtual_time.h"
 #include "tests/system/fixture.h"
-#include "tests/system/storm_seeds.h"
 
 namespace system_test {
 namespace {
@@ -23,7 +23,7 @@ class OneResultEach : public SystemTest {
 };
 
 TEST_F(OneResultEach, InManyOrders) {
-  ForEachSeed(kSeeds, [this](std::uint64_t seed) {
+  test::for_each_seed(kSeeds, [this](std::uint64_t seed) {
     platform::begin_scenario({.mode = platform::Mode::serial, .seed = seed});
     far_side::reset();
     AddPrinter(kLaser, "USB001", kLaserId, {{ChnlKindBdc}}, "LPT_UniversalDriver=1\n");
