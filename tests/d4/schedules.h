@@ -22,7 +22,8 @@ inline constexpr std::uint64_t kFewSeeds = kSeeds * 3 / 10;
 template <typename Conversation>
 void in_many_orders(Conversation conversation, std::uint64_t seeds = kSeeds,
                     const test::VirtualOptions& options = {}) {
-  for (std::uint64_t run = 0; run < kRunsAtOnce && !::testing::Test::HasFailure(); ++run) {
+  const std::uint64_t runs_at_once = test::given_seed() ? 0 : kRunsAtOnce;
+  for (std::uint64_t run = 0; run < runs_at_once && !::testing::Test::HasFailure(); ++run) {
     SCOPED_TRACE("threads at once, run " + std::to_string(run));
     test::run_virtual_parallel([&] { conversation(run); }, options);
   }

@@ -19,17 +19,17 @@ inline std::optional<std::uint64_t> given_seed() {
   return std::strtoull(given, nullptr, 0);
 }
 
-// Runs the body with the seeds below `count`, or with the one that is given, up to the
-// first that fails.
+// Runs the body with the seeds below `count`, or with the one that is given, as long as
+// nothing has failed.
 template <typename Body>
 void for_each_seed(std::uint64_t count, Body body) {
   const std::optional<std::uint64_t> given = given_seed();
   const std::uint64_t first = given.value_or(0);
-  const std::uint64_t last = given.value_or(count - 1);
-  for (std::uint64_t seed = first; seed <= last; ++seed) {
+  const std::uint64_t runs = given ? 1 : count;
+  for (std::uint64_t run = 0; run < runs && !::testing::Test::HasFailure(); ++run) {
+    const std::uint64_t seed = first + run;
     SCOPED_TRACE(std::string(kSeedVariable) + "=" + std::to_string(seed));
     body(seed);
-    if (::testing::Test::HasFailure()) return;
   }
 }
 

@@ -54,10 +54,8 @@ void run_virtual_serial(uint64_t seed, const std::function<void()>& body,
 
 void run_virtual_schedules(unsigned seeds, const std::function<void()>& body,
                            const VirtualOptions& options) {
-  run_virtual_parallel(body, options);
-  for (unsigned seed = 0; seed < seeds && !::testing::Test::HasFailure(); ++seed) {
-    run_virtual_serial(seed, body, options);
-  }
+  if (!given_seed()) run_virtual_parallel(body, options);
+  for_each_seed(seeds, [&](uint64_t seed) { run_virtual_serial(seed, body, options); });
 }
 
 void sleep_ms(uint32_t milliseconds) { Sleep(milliseconds); }

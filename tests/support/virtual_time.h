@@ -39,7 +39,8 @@ void run_virtual_parallel(const std::function<void()>& body, const VirtualOption
 void run_virtual_serial(uint64_t seed, const std::function<void()>& body,
                         const VirtualOptions& options = {});
 
-// The body in parallel mode, then in serial mode with the seeds 0 to `seeds` - 1.
+// The body in parallel mode, then in serial mode with the seeds 0 to `seeds` - 1; only with
+// the seed that the environment gives, if it gives one.
 void run_virtual_schedules(unsigned seeds, const std::function<void()>& body,
                            const VirtualOptions& options = {});
 
